@@ -1,0 +1,786 @@
+// UtilsString: the set-of-strings text type.
+#pragma GCC diagnostic ignored "-Wignored-qualifiers"
+#include "UtilsString"
+
+#include <cstdio>
+#include <cstring>
+#include <cwctype>
+#include <stdexcept>
+
+#include "UtilsByte"
+
+namespace UTILS {
+
+namespace {
+
+// Process-wide conversion buffers, created on first use and never freed (they may be
+// used until the very end of the process).
+UtilsAllocator<unsigned short>* g_pWideBuffer = 0;
+UtilsAllocator<unsigned char>* g_pByteBuffer = 0;
+
+const DWORD kWideToNarrowFlags = 544;  // WC_COMPOSITECHECK | WC_SEPCHARS
+const DWORD kNarrowToWideFlags = 9;    // MB_PRECOMPOSED | MB_USEGLYPHCHARS
+
+const unsigned short* WideOf(const std::wstring& text) {
+  return reinterpret_cast<const unsigned short*>(text.c_str());
+}
+
+std::wstring WideFromNarrow(const char* text, unsigned long n) {
+  if (n == 0) return std::wstring();
+  int needed = MultiByteToWideChar(GetACP(), kNarrowToWideFlags, text, static_cast<int>(n), 0, 0);
+  if (needed <= 0) return std::wstring();
+  std::wstring out(static_cast<size_t>(needed), L'\0');
+  MultiByteToWideChar(GetACP(), kNarrowToWideFlags, text, static_cast<int>(n), &out[0], needed);
+  return out;
+}
+
+}  // namespace
+
+std::string NarrowFromWide(const unsigned short* text) {
+  if (!text) return std::string();
+  const wchar_t* wide = reinterpret_cast<const wchar_t*>(text);
+  int size = WideCharToMultiByte(GetACP(), kWideToNarrowFlags, wide, -1, 0, 0, 0, 0);
+  if (size <= 0) return std::string();
+  std::vector<char> buffer(static_cast<size_t>(size) + 1, '\0');
+  if (WideCharToMultiByte(GetACP(), kWideToNarrowFlags, wide, -1, &buffer[0], size, 0, 0) <= 0)
+    return std::string();
+  return std::string(&buffer[0]);
+}
+
+// ---- construction -------------------------------------------------------------
+
+void UtilsString::Init(unsigned long count) {
+  m_ulFindCursor = 0;
+  m_ulParseCursor = 0;
+  m_ulFastCursor = 0;
+  m_ulFastOffset = 0;
+  m_ulReplaceCursor = 0;
+  m_ulNumStrings = count == 0 ? 1 : count;
+  m_ulCurrent = 0;
+  m_iMatchStyle = 0;
+  m_iCase = 1;
+}
+
+void UtilsString::CopyData(const UtilsString& other) {
+  Utils<char, int>::operator=(other);
+  m_ulFindCursor = other.m_ulFindCursor;
+  m_ulParseCursor = other.m_ulParseCursor;
+  m_ulFastCursor = other.m_ulFastCursor;
+  m_ulFastOffset = other.m_ulFastOffset;
+  m_ulReplaceCursor = other.m_ulReplaceCursor;
+  m_ulNumStrings = other.m_ulNumStrings;
+  m_ulCurrent = other.m_ulCurrent;
+  m_iMatchStyle = other.m_iMatchStyle;
+  m_iCase = other.m_iCase;
+}
+
+UtilsString::UtilsString(unsigned long count) {
+  Init(count);
+  Create(m_ulNumStrings);
+}
+
+UtilsString::UtilsString(int count) {
+  Init(count < 0 ? 1 : static_cast<unsigned long>(count));
+  Create(m_ulNumStrings);
+}
+
+UtilsString::UtilsString(const char* text, unsigned long count) {
+  Init(count);
+  Create(m_ulNumStrings, text, text ? ::strlen(text) : 0);
+}
+
+UtilsString::UtilsString(const std::string& text, unsigned long count) {
+  Init(count);
+  Create(m_ulNumStrings, text.empty() ? 0 : text.c_str(), text.size());
+}
+
+UtilsString::UtilsString(const std::wstring& text, unsigned long count) {
+  Init(count);
+  std::string narrow = NarrowFromWide(WideOf(text));
+  Create(m_ulNumStrings, narrow.empty() ? 0 : narrow.c_str(), narrow.size());
+}
+
+UtilsString::UtilsString(const unsigned short* text, unsigned long count) {
+  Init(count);
+  std::string narrow = NarrowFromWide(text);
+  Create(m_ulNumStrings, narrow.empty() ? 0 : narrow.c_str(), narrow.size());
+}
+
+UtilsString::UtilsString(const MemObject<char>& text, unsigned long count) {
+  Init(count);
+  Create(m_ulNumStrings, text.Length() ? text.Data() : 0, text.Length());
+}
+
+UtilsString::UtilsString(const UtilsString& other)
+    : UtilsBase<char>(other), Utils<char, int>() {
+  Init(1);
+  CopyData(other);
+}
+
+UtilsString::~UtilsString() {}
+
+MemObject<char>& UtilsString::Current() { return Element(m_ulCurrent); }
+const MemObject<char>& UtilsString::Current() const { return Element(m_ulCurrent); }
+
+// ---- assignment -----------------------------------------------------------------
+
+UtilsString& UtilsString::operator=(const UtilsString& other) {
+  if (this != &other) CopyData(other);
+  return *this;
+}
+
+const UtilsString& UtilsString::operator=(const char* text) {
+  Current().Assign(text, text ? ::strlen(text) : 0);
+  return *this;
+}
+const UtilsString& UtilsString::operator=(const std::string& text) {
+  Current().Assign(text.c_str(), text.size());
+  return *this;
+}
+const UtilsString& UtilsString::operator=(const std::wstring& text) {
+  return ConvertFromWideChar(WideOf(text), 0);
+}
+const UtilsString& UtilsString::operator=(const unsigned short* text) {
+  return ConvertFromWideChar(text, 0);
+}
+const UtilsString& UtilsString::operator=(const MemObject<char>& text) {
+  Current().Assign(text.Data(), text.Length());
+  return *this;
+}
+
+void UtilsString::AssignStrings(const std::vector<std::string>& texts) {
+  Create(1);
+  m_ulNumStrings = 1;
+  if (!texts.empty()) Element(0).Assign(texts[0].c_str(), texts[0].size());
+  for (size_t i = 1; i < texts.size(); ++i) {
+    AddElement(texts[i].c_str(), texts[i].size());
+    ++m_ulNumStrings;
+  }
+  m_ulCurrent = 0;
+  m_ulFindCursor = m_ulParseCursor = m_ulFastCursor = m_ulFastOffset = m_ulReplaceCursor = 0;
+}
+
+const UtilsString& UtilsString::operator=(std::vector<char*>& texts) {
+  std::vector<std::string> copies;
+  for (size_t i = 0; i < texts.size(); ++i) copies.push_back(texts[i] ? texts[i] : "");
+  AssignStrings(copies);
+  return *this;
+}
+const UtilsString& UtilsString::operator=(std::vector<std::string>& texts) {
+  AssignStrings(texts);
+  return *this;
+}
+const UtilsString& UtilsString::operator=(std::vector<std::wstring>& texts) {
+  std::vector<std::string> copies;
+  for (size_t i = 0; i < texts.size(); ++i) copies.push_back(NarrowFromWide(WideOf(texts[i])));
+  AssignStrings(copies);
+  return *this;
+}
+const UtilsString& UtilsString::operator=(std::vector<UtilsString>& texts) {
+  std::vector<std::string> copies;
+  for (size_t i = 0; i < texts.size(); ++i) copies.push_back(texts[i].GetSTLString());
+  AssignStrings(copies);
+  return *this;
+}
+
+// ---- append, insert, replace ----------------------------------------------------
+
+const UtilsString& UtilsString::AppendText(const char* text, unsigned long n) {
+  if (text && n) Current().Append(text, n);
+  return *this;
+}
+
+const UtilsString& UtilsString::Append(const char* value) {
+  return AppendText(value, value ? ::strlen(value) : 0);
+}
+const UtilsString& UtilsString::Append(const UtilsString& value) {
+  return AppendText(value.c_str(), value.length());
+}
+const UtilsString& UtilsString::Append(const std::string& value) {
+  return AppendText(value.c_str(), value.size());
+}
+const UtilsString& UtilsString::Append(const std::wstring& value) {
+  return ConvertFromWideChar(WideOf(value), 1);
+}
+const UtilsString& UtilsString::Append(const unsigned short* value) {
+  return ConvertFromWideChar(value, 1);
+}
+const UtilsString& UtilsString::Append(const MemObject<char>& value) {
+  return AppendText(value.Data(), value.Length());
+}
+const UtilsString& UtilsString::Append(char value) {
+  char text[8];
+  std::snprintf(text, sizeof text, "%c", value);
+  return AppendText(text, ::strlen(text));
+}
+const UtilsString& UtilsString::Append(int value) {
+  char text[32];
+  std::snprintf(text, sizeof text, "%ld", static_cast<long>(value));
+  return AppendText(text, ::strlen(text));
+}
+const UtilsString& UtilsString::Append(unsigned long value) {
+  char text[32];
+  std::snprintf(text, sizeof text, "%lu", value);
+  return AppendText(text, ::strlen(text));
+}
+const UtilsString& UtilsString::Append(double value) {
+  char text[64];
+  std::snprintf(text, sizeof text, "%.15g", value);
+  return AppendText(text, ::strlen(text));
+}
+
+#define UTILS_STRING_PLUS(TYPE) \
+  const UtilsString& UtilsString::operator+=(TYPE value) { return Append(value); }
+UTILS_STRING_PLUS(const char*)
+UTILS_STRING_PLUS(const UtilsString&)
+UTILS_STRING_PLUS(const std::string&)
+UTILS_STRING_PLUS(const std::wstring&)
+UTILS_STRING_PLUS(const unsigned short*)
+UTILS_STRING_PLUS(const MemObject<char>&)
+UTILS_STRING_PLUS(char)
+UTILS_STRING_PLUS(int)
+UTILS_STRING_PLUS(unsigned long)
+UTILS_STRING_PLUS(double)
+#undef UTILS_STRING_PLUS
+
+#define UTILS_STRING_EDITS(TYPE, PTR, LEN)                                          \
+  const UtilsString& UtilsString::Insert(TYPE text, unsigned long position) {       \
+    if (LEN) Current().Insert(PTR, LEN, position);                                  \
+    return *this;                                                                   \
+  }                                                                                 \
+  const UtilsString& UtilsString::Replace(TYPE text, unsigned long position) {      \
+    if (LEN) Current().Replace(PTR, LEN, position);                                 \
+    return *this;                                                                   \
+  }
+UTILS_STRING_EDITS(const char*, text, (text ? ::strlen(text) : 0))
+UTILS_STRING_EDITS(const UtilsString&, text.c_str(), text.length())
+UTILS_STRING_EDITS(const std::string&, text.c_str(), text.size())
+UTILS_STRING_EDITS(const std::wstring&, NarrowFromWide(WideOf(text)).c_str(),
+                   NarrowFromWide(WideOf(text)).size())
+UTILS_STRING_EDITS(const unsigned short*, NarrowFromWide(text).c_str(),
+                   NarrowFromWide(text).size())
+UTILS_STRING_EDITS(const MemObject<char>&, text.Data(), text.Length())
+#undef UTILS_STRING_EDITS
+
+const UtilsString& UtilsString::TruncateString(unsigned long n) {
+  Current().TruncateString(n);
+  return *this;
+}
+const UtilsString& UtilsString::TruncateStringAtPosition(unsigned long n, unsigned long position) {
+  Current().TruncateStringAtPosition(n, position);
+  return *this;
+}
+const UtilsString& UtilsString::operator--() { return TruncateString(1); }
+const UtilsString& UtilsString::operator--(int) { return TruncateString(1); }
+const UtilsString& UtilsString::Erase() {
+  Current().Clear();
+  return *this;
+}
+const UtilsString& UtilsString::EraseString() { return Erase(); }
+
+// ---- the set of strings -----------------------------------------------------------
+
+const UtilsString& UtilsString::AddString(const char* text) {
+  AddElement(text, text ? ::strlen(text) : 0);
+  ++m_ulNumStrings;
+  return *this;
+}
+const UtilsString& UtilsString::AddString(const std::string& text) {
+  AddElement(text.empty() ? 0 : text.c_str(), text.size());
+  ++m_ulNumStrings;
+  return *this;
+}
+const UtilsString& UtilsString::AddString(const std::wstring& text) {
+  return AddString(NarrowFromWide(WideOf(text)));
+}
+const UtilsString& UtilsString::AddString(const UtilsString& text) {
+  AddElement(text.length() ? text.c_str() : 0, text.length());
+  ++m_ulNumStrings;
+  return *this;
+}
+
+const UtilsString& UtilsString::RemoveString() {
+  RemoveElement(m_ulCurrent);
+  if (m_ulNumStrings > 1) --m_ulNumStrings;
+  if (m_ulCurrent >= m_ulNumStrings) m_ulCurrent = m_ulNumStrings - 1;
+  return *this;
+}
+
+const UtilsString& UtilsString::RemoveString(unsigned long index) {
+  if (index > m_ulNumStrings - 1)
+    ThrowOutOfRange(ComposeShortError(kOutOfRangeError, static_cast<long>(index),
+                                      kFileUtilsString, LINE_REMOVE_STRING));
+  RemoveElement(index);
+  if (m_ulNumStrings > 1) --m_ulNumStrings;
+  if (m_ulCurrent >= m_ulNumStrings) m_ulCurrent = m_ulNumStrings - 1;
+  return *this;
+}
+
+const UtilsString& UtilsString::SetCurrentString(unsigned long index) {
+  if (index > m_ulNumStrings - 1)
+    ThrowOutOfRange(ComposeIndexError(kOutOfRangeError, index, 0, m_ulNumStrings,
+                                      kFileUtilsString, LINE_SET_CURRENT_STRING));
+  m_ulCurrent = index;
+  return *this;
+}
+
+unsigned long UtilsString::GetCurrentString() const { return m_ulCurrent; }
+unsigned long UtilsString::GetNumberOfStrings() const { return m_ulNumStrings; }
+
+const char* UtilsString::GetStringNumber(unsigned long index) const {
+  // Index == count passes this test and then fails in the read-only element access.
+  if (index > m_ulNumStrings)
+    ThrowOutOfRange(ComposeShortError(kOutOfRangeError, static_cast<long>(index),
+                                      kFileUtilsString, LINE_GET_STRING_NUMBER));
+  return Element(index).Data();
+}
+
+UtilsString& UtilsString::operator[](int index) {
+  SetCurrentString(static_cast<unsigned long>(index));
+  return *this;
+}
+UtilsString& UtilsString::operator[](long index) {
+  SetCurrentString(static_cast<unsigned long>(index));
+  return *this;
+}
+UtilsString& UtilsString::operator[](unsigned int index) {
+  SetCurrentString(index);
+  return *this;
+}
+UtilsString& UtilsString::operator[](unsigned long index) {
+  SetCurrentString(index);
+  return *this;
+}
+
+// ---- access and conversions ---------------------------------------------------------
+
+char* UtilsString::Retrieve() { return Current().Data(); }
+char* UtilsString::GetString() { return Current().Data(); }
+const char* UtilsString::c_str() const { return Current().Data(); }
+UtilsString::operator char*() { return Current().Data(); }
+UtilsString::operator const char*() const { return Current().Data(); }
+char& UtilsString::RetrieveChar(unsigned long i) { return Current().Data()[i]; }
+unsigned long UtilsString::size() const { return Current().Length(); }
+unsigned long UtilsString::length() const { return Current().Length(); }
+unsigned long UtilsString::strlen() const { return Current().Length(); }
+int UtilsString::operator!() const { return Current().Length() == 0; }
+
+std::string UtilsString::GetSTLString() const { return std::string(c_str(), length()); }
+std::string UtilsString::ConvertToSTL() const { return GetSTLString(); }
+UtilsString::operator std::string() const { return GetSTLString(); }
+std::wstring UtilsString::GetSTLWString() const { return WideFromNarrow(c_str(), length()); }
+UtilsString::operator std::wstring() const { return GetSTLWString(); }
+
+unsigned short* UtilsString::ReturnWideChar() const {
+  unsigned long n = length();
+  if (!g_pWideBuffer) g_pWideBuffer = new UtilsAllocator<unsigned short>(n ? 2 * n : 1);
+  UINT codePage = GetACP();
+  wchar_t* out = reinterpret_cast<wchar_t*>(g_pWideBuffer->GetBlock());
+  int done = MultiByteToWideChar(codePage, kNarrowToWideFlags, c_str(), static_cast<int>(n + 1),
+                                 out, static_cast<int>(g_pWideBuffer->GetCount()));
+  if (done == 0 && GetLastError() == ERROR_INSUFFICIENT_BUFFER) {
+    int needed = MultiByteToWideChar(codePage, kNarrowToWideFlags, c_str(),
+                                     static_cast<int>(n + 1), 0, 0);
+    if (needed > 0) {
+      g_pWideBuffer->ReAllocateMemory(static_cast<unsigned long>(needed));
+      out = reinterpret_cast<wchar_t*>(g_pWideBuffer->GetBlock());
+      done = MultiByteToWideChar(codePage, kNarrowToWideFlags, c_str(), static_cast<int>(n + 1),
+                                 out, needed);
+    }
+  }
+  if (done == 0) g_pWideBuffer->GetBlock()[0] = 0;
+  return g_pWideBuffer->GetBlock();
+}
+unsigned short* UtilsString::w_str() const { return ReturnWideChar(); }
+UtilsString::operator unsigned short*() const { return ReturnWideChar(); }
+UtilsString::operator const unsigned short*() const { return ReturnWideChar(); }
+
+unsigned char* UtilsString::ReturnByteStr() const {
+  unsigned long n = length() + 1;
+  if (!g_pByteBuffer)
+    g_pByteBuffer = new UtilsAllocator<unsigned char>(n);
+  else
+    g_pByteBuffer->ReAllocateMemory(n);
+  g_pByteBuffer->CopyElements(g_pByteBuffer->GetBlock(),
+                              reinterpret_cast<const unsigned char*>(c_str()), n);
+  return g_pByteBuffer->GetBlock();
+}
+UtilsString::operator unsigned char*() const { return ReturnByteStr(); }
+UtilsString::operator const unsigned char*() const { return ReturnByteStr(); }
+
+UtilsString UtilsString::ReturnStringFromWideString(const unsigned short* text) const {
+  UtilsString result;
+  result.ConvertFromWideChar(text, 0);
+  return result;
+}
+UtilsString UtilsString::ReturnStringFromWideString(std::wstring text) const {
+  return ReturnStringFromWideString(WideOf(text));
+}
+
+const UtilsString& UtilsString::ConvertFromWideChar(const unsigned short* text, int append) {
+  if (!text) return *this;
+  const wchar_t* wide = reinterpret_cast<const wchar_t*>(text);
+  int size = WideCharToMultiByte(GetACP(), kWideToNarrowFlags, wide, -1, 0, 0, 0, 0);
+  if (size <= 0) return *this;
+  std::vector<char> buffer(static_cast<size_t>(size) + 1, '\0');
+  if (WideCharToMultiByte(GetACP(), kWideToNarrowFlags, wide, -1, &buffer[0], size, 0, 0) <= 0)
+    return *this;
+  unsigned long n = ::strlen(&buffer[0]);
+  if (append)
+    AppendText(&buffer[0], n);
+  else
+    Current().Assign(&buffer[0], n);
+  return *this;
+}
+
+// ---- comparison ---------------------------------------------------------------------
+
+int UtilsString::CompareText(const char* text, unsigned long n) const {
+  return compare(c_str(), text, m_iCase, m_iMatchStyle, length(), n);
+}
+int UtilsString::FriendCompareText(const char* text, unsigned long n) const {
+  return compare(text, c_str(), m_iCase, m_iMatchStyle, n, length());
+}
+
+#define UTILS_STRING_COMPARES(TYPE, PTR, LEN)                                     \
+  int UtilsString::Compare(TYPE text) const { return CompareText(PTR, LEN); }    \
+  int UtilsString::FriendCompare(TYPE text) const {                               \
+    return FriendCompareText(PTR, LEN);                                           \
+  }                                                                               \
+  int UtilsString::operator==(TYPE text) const { return Compare(text) == 0; }    \
+  int UtilsString::operator!=(TYPE text) const { return Compare(text) != 0; }    \
+  int UtilsString::operator<(TYPE text) const { return Compare(text) < 0; }      \
+  int UtilsString::operator<=(TYPE text) const { return Compare(text) <= 0; }    \
+  int UtilsString::operator>(TYPE text) const { return Compare(text) > 0; }      \
+  int UtilsString::operator>=(TYPE text) const { return Compare(text) >= 0; }
+UTILS_STRING_COMPARES(const char*, text, 0)
+UTILS_STRING_COMPARES(const UtilsString&, text.c_str(), text.length())
+UTILS_STRING_COMPARES(const std::string&, text.c_str(), text.size())
+UTILS_STRING_COMPARES(const std::wstring&, NarrowFromWide(WideOf(text)).c_str(), 0)
+UTILS_STRING_COMPARES(const unsigned short*, text ? NarrowFromWide(text).c_str() : 0, 0)
+UTILS_STRING_COMPARES(const MemObject<char>&, text.Data(), text.Length())
+#undef UTILS_STRING_COMPARES
+
+const int UtilsString::SetCase(int caseFlag) {
+  m_iCase = caseFlag;
+  return 1;
+}
+const int UtilsString::GetCase() const { return m_iCase; }
+const int UtilsString::SetMatchStyle(int matchStyle) {
+  m_iMatchStyle = matchStyle;
+  return 1;
+}
+const int UtilsString::GetMatchStyle() const { return m_iMatchStyle; }
+
+// ---- search -----------------------------------------------------------------------------
+
+const int UtilsString::Search(const char* text, unsigned long occurrence) const {
+  if (!text) return 0;
+  unsigned long found = 0;
+  return search(text, text + ::strlen(text), c_str(), c_str() + length(), found, m_iCase,
+                occurrence);
+}
+
+const int UtilsString::FindFirst(const char* text, unsigned long& position) {
+  m_ulFindCursor = 0;
+  if (!text) return 0;
+  unsigned long found = 0;
+  if (!search(text, text + ::strlen(text), c_str(), c_str() + length(), found, m_iCase,
+              m_ulFindCursor))
+    return 0;
+  position = found;
+  return 1;
+}
+
+const int UtilsString::FindNext(const char* text, unsigned long& position) {
+  ++m_ulFindCursor;
+  if (!text) return 0;
+  unsigned long found = 0;
+  if (!search(text, text + ::strlen(text), c_str(), c_str() + length(), found, m_iCase,
+              m_ulFindCursor))
+    return 0;
+  position = found;
+  return 1;
+}
+
+const int UtilsString::FindAll(const char* text) {
+  unsigned long position = 0;
+  if (!FindFirst(text, position)) return 0;
+  while (FindNext(text, position)) {
+  }
+  m_ulFindCursor = 0;
+  return 1;
+}
+
+void UtilsString::FindReset() { m_ulFindCursor = 0; }
+
+// ---- parse ------------------------------------------------------------------------------
+
+const int UtilsString::TokenAt(const char* separator, unsigned long index, int flag,
+                               std::string& token) {
+  unsigned long start = 0, size = 0;
+  if (!parse(c_str(), length(), separator, separator ? ::strlen(separator) : 0, index, m_iCase,
+             flag, start, size))
+    return 0;
+  token.assign(c_str() + start, size);
+  return 1;
+}
+
+const int UtilsString::FastToken(const char* separator, unsigned long index, int flag,
+                                 std::string& token) {
+  unsigned long n = length();
+  if (index < m_ulFastCursor || m_ulFastOffset > n + 1) ParseFastReset();
+  unsigned long start = 0, size = 0;
+  unsigned long separatorLength = separator ? ::strlen(separator) : 0;
+  while (m_ulFastCursor <= index) {
+    if (!NextToken(c_str(), n, separator, separatorLength, m_iCase, flag, m_ulFastOffset, start,
+                   size))
+      return 0;
+    ++m_ulFastCursor;
+  }
+  token.assign(c_str() + start, size);
+  return 1;
+}
+
+#define UTILS_STRING_PARSE_OUT(CALL)          \
+  std::string token;                          \
+  if (!CALL) return 0;                        \
+  if (!out) return 0;                         \
+  std::memcpy(out, token.c_str(), token.size() + 1); \
+  return 1;
+
+const int UtilsString::ParseString(const char* separator, char* out, unsigned long index,
+                                   int flag) {
+  UTILS_STRING_PARSE_OUT(TokenAt(separator, index, flag, token))
+}
+const int UtilsString::ParseString(const char* separator, UtilsString& out, unsigned long index,
+                                   int flag) {
+  std::string token;
+  if (!TokenAt(separator, index, flag, token)) return 0;
+  out = token;
+  return 1;
+}
+const int UtilsString::ParseFirstString(const char* separator, char* out, int flag) {
+  m_ulParseCursor = 0;
+  return ParseString(separator, out, m_ulParseCursor, flag);
+}
+const int UtilsString::ParseFirstString(const char* separator, UtilsString& out, int flag) {
+  m_ulParseCursor = 0;
+  return ParseString(separator, out, m_ulParseCursor, flag);
+}
+const int UtilsString::ParseNextString(const char* separator, char* out, int flag) {
+  ++m_ulParseCursor;
+  return ParseString(separator, out, m_ulParseCursor, flag);
+}
+const int UtilsString::ParseNextString(const char* separator, UtilsString& out, int flag) {
+  ++m_ulParseCursor;
+  return ParseString(separator, out, m_ulParseCursor, flag);
+}
+const int UtilsString::ParseStringFast(const char* separator, char* out, unsigned long index,
+                                       int flag) {
+  UTILS_STRING_PARSE_OUT(FastToken(separator, index, flag, token))
+}
+const int UtilsString::ParseStringFast(const char* separator, UtilsString& out,
+                                       unsigned long index, int flag) {
+  std::string token;
+  if (!FastToken(separator, index, flag, token)) return 0;
+  out = token;
+  return 1;
+}
+const int UtilsString::ParseFirstStringFast(const char* separator, char* out, int flag) {
+  ParseFastReset();
+  return ParseStringFast(separator, out, 0, flag);
+}
+const int UtilsString::ParseFirstStringFast(const char* separator, UtilsString& out, int flag) {
+  ParseFastReset();
+  return ParseStringFast(separator, out, 0, flag);
+}
+const int UtilsString::ParseNextStringFast(const char* separator, char* out, int flag) {
+  return ParseStringFast(separator, out, m_ulFastCursor, flag);
+}
+const int UtilsString::ParseNextStringFast(const char* separator, UtilsString& out, int flag) {
+  return ParseStringFast(separator, out, m_ulFastCursor, flag);
+}
+#undef UTILS_STRING_PARSE_OUT
+
+void UtilsString::ParseReset() { m_ulParseCursor = 0; }
+void UtilsString::ParseFastReset() {
+  m_ulFastCursor = 0;
+  m_ulFastOffset = 0;
+}
+
+// ---- replace ----------------------------------------------------------------------------
+
+const int UtilsString::ReplaceAt(const char* old, const char* fresh, int flag) {
+  if (!old) return 0;
+  int caseFlag = flag ? 0 : (m_iCase != 0 ? 1 : 0);
+  return Current().ReplaceOccurrence(old, ::strlen(old), fresh, fresh ? ::strlen(fresh) : 0,
+                                     m_ulReplaceCursor, caseFlag);
+}
+const int UtilsString::ReplaceFirst(const char* old, const char* fresh, int flag) {
+  m_ulReplaceCursor = 0;
+  return ReplaceAt(old, fresh, flag);
+}
+const int UtilsString::ReplaceNext(const char* old, const char* fresh, int flag) {
+  return ReplaceAt(old, fresh, flag);
+}
+const int UtilsString::ReplaceAll(const char* old, const char* fresh, int flag) {
+  if (!ReplaceFirst(old, fresh, flag)) return 0;
+  while (ReplaceNext(old, fresh, flag)) {
+  }
+  return 1;
+}
+void UtilsString::ReplaceReset() { m_ulFindCursor = 0; }
+
+// ---- split, reorder, scramble ---------------------------------------------------------
+
+const UtilsString& UtilsString::SplitData(const UtilsString& separators, int flag) {
+  return SplitData(*this, separators, flag);
+}
+
+const UtilsString& UtilsString::SplitData(UtilsString& target, const UtilsString& separators,
+                                          int flag) const {
+  std::string text = GetSTLString();
+  std::string separator = separators.GetSTLString();
+  std::vector<std::string> pieces;
+  unsigned long position = 0, start = 0, size = 0;
+  while (NextToken(text.c_str(), text.size(), separator.c_str(), separator.size(), m_iCase, flag,
+                   position, start, size))
+    pieces.push_back(text.substr(start, size));
+  target.AssignStrings(pieces);
+  return *this;
+}
+
+const UtilsString& UtilsString::Reverse() {
+  MemObject<char>& text = Current();
+  ScopedLock hold(text.GetLock());
+  char* data = text.Data();
+  for (unsigned long i = 0, j = text.Length(); i + 1 < j; ++i, --j) std::swap(data[i], data[j - 1]);
+  return *this;
+}
+
+const UtilsString& UtilsString::Sort() {
+  MemObject<char>& text = Current();
+  ScopedLock hold(text.GetLock());
+  selection_sort(text.Data(), text.Data() + text.Length());
+  return *this;
+}
+
+const UtilsString& UtilsString::XORString(unsigned char key) {
+  MemObject<char>& text = Current();
+  ScopedLock hold(text.GetLock());
+  char* data = text.Data();
+  for (unsigned long i = 0; i < text.Length(); ++i)
+    data[i] = static_cast<char>(static_cast<unsigned char>(data[i]) ^ key);
+  return *this;
+}
+
+const UtilsString& UtilsString::EncryptString(const UtilsString& key) {
+  UtilsByte bytes(reinterpret_cast<const unsigned char*>(key.c_str()), key.length());
+  return EncryptString(bytes);
+}
+
+const UtilsString& UtilsString::EncryptString(const UtilsByte& key) {
+  unsigned long keyLength = key.length();
+  if (keyLength == 0) throw std::invalid_argument("UtilsString::EncryptString: the key is empty");
+  MemObject<char>& text = Current();
+  ScopedLock hold(text.GetLock());
+  char* data = text.Data();
+  for (unsigned long i = 0; i < text.Length(); ++i)
+    data[i] = static_cast<char>(static_cast<unsigned char>(data[i]) ^ key.c_str()[i % keyLength]);
+  return *this;
+}
+
+// ---- system texts -----------------------------------------------------------------------
+
+unsigned long UtilsString::FormatInto(DWORD flags, const void* source, DWORD id, va_list* args,
+                                      std::string& out) {
+  char* buffer = 0;
+  DWORD count = ::FormatMessageA(flags, source, id, 0x400, reinterpret_cast<LPSTR>(&buffer), 0,
+                                 args);
+  if (count && buffer) out.assign(buffer, count);
+  if (buffer) LocalFree(buffer);
+  return count;
+}
+
+unsigned long UtilsString::SetErrorMsg(unsigned long error, int withNumber) {
+  if (withNumber) {
+    Append("Error Number:  ");
+    Append(error);
+    Append(" - ");
+  }
+  std::string text;
+  unsigned long count = FormatInto(0x1100, 0, error, 0, text);
+  if (count) AppendText(text.c_str(), text.size());
+  return count;
+}
+
+int UtilsString::LoadStringA(HINSTANCE module, unsigned long id, unsigned long maxLength) {
+  if (!module) module = GetModuleHandleA(0);
+  std::vector<char> buffer(maxLength + 1, '\0');
+  int count = ::LoadStringA(module, id, &buffer[0], static_cast<int>(maxLength + 1));
+  if (count > 0) AppendText(&buffer[0], ::strlen(&buffer[0]));
+  return count;
+}
+
+unsigned long UtilsString::FormatMessageA(const UtilsString& format, ...) {
+  va_list args;
+  va_start(args, format);
+  std::string text;
+  unsigned long count = FormatInto(0x500, format.c_str(), 0, &args, text);
+  va_end(args);
+  if (count) AppendText(text.c_str(), text.size());
+  return count;
+}
+
+unsigned long UtilsString::FormatMessageA(HINSTANCE module, unsigned int id, ...) {
+  va_list args;
+  va_start(args, id);
+  std::string text;
+  unsigned long count = FormatInto(0x900, module, id, &args, text);
+  va_end(args);
+  if (count) AppendText(text.c_str(), text.size());
+  return count;
+}
+
+unsigned long UtilsString::FormatCurrentString(...) {
+  // A variadic function with no named parameter: the arguments start right after the
+  // return address, which is where va_start of the first argument points on x86.
+  va_list args;
+  __builtin_va_start(args, 0);
+  std::string format = GetSTLString();
+  std::string text;
+  unsigned long count = FormatInto(0x500, format.c_str(), 0, &args, text);
+  va_end(args);
+  if (count) Current().Assign(text.c_str(), text.size());
+  return count;
+}
+
+// ---- character tests --------------------------------------------------------------------
+
+int UtilsString::isupper(const char& c) const { return c >= 'A' && c <= 'Z'; }
+int UtilsString::islower(const char& c) const { return c >= 'a' && c <= 'z'; }
+char UtilsString::utoupper(const char& c) const { return static_cast<char>(c - 0x20); }
+char UtilsString::utolower(const char& c) const { return static_cast<char>(c + 0x20); }
+int UtilsString::isupper(const unsigned short& c) const { return std::iswupper(c) ? 1 : 0; }
+int UtilsString::islower(const unsigned short& c) const { return std::iswlower(c) ? 1 : 0; }
+unsigned short UtilsString::utoupper(const unsigned short& c) const {
+  return static_cast<unsigned short>(c - 0x20);
+}
+unsigned short UtilsString::utolower(const unsigned short& c) const {
+  return static_cast<unsigned short>(c + 0x20);
+}
+const char* UtilsString::derived_class() const { return ReadableTypeName(typeid(*this)); }
+
+int ListCompareValues(const UtilsString& a, const UtilsString& b, int caseFlag) {
+  return a.compare(a.c_str(), b.c_str(), caseFlag, 0, a.length(), b.length());
+}
+
+int ListContains(const UtilsString& haystack, const UtilsString& needle, int caseFlag) {
+  unsigned long found = 0;
+  const char* text = needle.c_str();
+  return haystack.search(text, text + needle.length(), haystack.c_str(),
+                         haystack.c_str() + haystack.length(), found, caseFlag != 0 ? 1 : 0, 0);
+}
+
+}  // namespace UTILS

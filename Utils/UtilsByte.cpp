@@ -267,7 +267,7 @@ const int UtilsByte::ReplaceFirst(const unsigned char* old, unsigned long n,
 const int UtilsByte::ReplaceNext(const unsigned char* old, unsigned long n,
                                  const unsigned char* fresh, unsigned long m) {
   if (old && n == 0) n = GetLength(old);
-  return Buffer().ReplaceOccurrence(old, n, fresh, m, m_ulReplaceCursor, m_iCase);
+  return Buffer().ReplaceOccurrence(old, n, fresh, m, m_ulReplaceCursor, m_iCase, this);
 }
 
 const int UtilsByte::ReplaceAll(const unsigned char* old, unsigned long n,

@@ -615,7 +615,7 @@ const int UtilsString::ReplaceAt(const char* old, const char* fresh, int flag) {
   if (!old) return 0;
   int caseFlag = flag ? 0 : (m_iCase != 0 ? 1 : 0);
   return Current().ReplaceOccurrence(old, ::strlen(old), fresh, fresh ? ::strlen(fresh) : 0,
-                                     m_ulReplaceCursor, caseFlag);
+                                     m_ulReplaceCursor, caseFlag, this);
 }
 const int UtilsString::ReplaceFirst(const char* old, const char* fresh, int flag) {
   m_ulReplaceCursor = 0;
@@ -676,6 +676,8 @@ const UtilsString& UtilsString::XORString(unsigned char key) {
 }
 
 const UtilsString& UtilsString::EncryptString(const UtilsString& key) {
+  if (key.length() == 0)
+    throw std::invalid_argument("UtilsString::EncryptString: the key is empty");
   UtilsByte bytes(reinterpret_cast<const unsigned char*>(key.c_str()), key.length());
   return EncryptString(bytes);
 }

@@ -1,0 +1,302 @@
+// UtilsStringList and the exported container instances over UtilsString.
+#pragma GCC diagnostic ignored "-Wignored-qualifiers"
+// The container instances are defined before the list class is seen, so that they
+// are instantiated here, exported, rather than implicitly by the class definition.
+#include "UtilsList"
+#include "UtilsString"
+#include "UtilsVector"
+
+namespace UTILS {
+
+template class UTILS_API UtilsBase<UtilsString>;
+template class UTILS_API UtilsAllocator<UtilsString>;
+template class UTILS_API MemObject<UtilsString>;
+template class UTILS_API Node<UtilsString>;
+template class UTILS_API ListObject<UtilsString>;
+template class UTILS_API MapNode<int, UtilsString>;
+template class UTILS_API MapObject<int, UtilsString>;
+template class UTILS_API UtilsAllocator<MemObject<UtilsString> >;
+template class UTILS_API UtilsAllocator<ListObject<UtilsString> >;
+template class UTILS_API UtilsAllocator<MapObject<int, UtilsString> >;
+template class UTILS_API Utils<UtilsString, int>;
+
+}  // namespace UTILS
+
+#include "UtilsStringList"
+
+namespace UTILS {
+
+void UtilsStringList::Init() {
+  m_ulSpare = 0;
+  m_ulCurrent = 0;
+  m_iCase = 1;
+  m_iMatchStyle = 0;
+}
+
+void UtilsStringList::CopyData(const UtilsStringList& other) {
+  m_List = other.m_List;
+  m_ulSpare = other.m_ulSpare;
+  m_ulCurrent = other.m_ulCurrent;
+  m_iCase = other.m_iCase;
+  m_iMatchStyle = other.m_iMatchStyle;
+}
+
+UtilsStringList::UtilsStringList() { Init(); }
+
+UtilsStringList::UtilsStringList(const UtilsString& text) {
+  Init();
+  AddString(text);
+}
+
+UtilsStringList::UtilsStringList(const UtilsStringList& other)
+    : UtilsBase<UtilsString>(other), Utils<UtilsString, int>() {
+  Init();
+  CopyData(other);
+}
+
+UtilsStringList& UtilsStringList::operator=(const UtilsStringList& other) {
+  if (this != &other) CopyData(other);
+  return *this;
+}
+
+UtilsStringList::~UtilsStringList() {}
+
+UtilsString UtilsStringList::Stored(const UtilsString& text) const {
+  UtilsString copy(text);
+  copy.SetCase(m_iCase);
+  copy.SetMatchStyle(m_iMatchStyle);
+  return copy;
+}
+
+UtilsString& UtilsStringList::At(unsigned long position) {
+  m_ulCurrent = position;
+  return m_List.At(position);
+}
+
+const UtilsString& UtilsStringList::CurrentValue() const { return m_List.At(m_ulCurrent); }
+
+// ---- adding and removing ----------------------------------------------------------
+
+const UtilsStringList& UtilsStringList::AddString(const UtilsString& text) {
+  m_List.AddTail(Stored(text));
+  return *this;
+}
+
+const UtilsStringList& UtilsStringList::AddStringSorted(const UtilsString& text) {
+  m_List.AddSorted(Stored(text), m_iCase);
+  return *this;
+}
+
+const UtilsStringList& UtilsStringList::RemoveString() { return RemoveString(m_ulCurrent); }
+
+const UtilsStringList& UtilsStringList::RemoveString(unsigned long position) {
+  m_List.RemoveAt(position);
+  if (m_ulCurrent >= m_List.Count() && m_ulCurrent > 0) m_ulCurrent = m_List.Count() ? m_List.Count() - 1 : 0;
+  return *this;
+}
+
+const UtilsStringList& UtilsStringList::RemoveAllStrings() {
+  m_List.RemoveAll();
+  m_ulCurrent = 0;
+  return *this;
+}
+
+// ---- appending to one string --------------------------------------------------------
+
+#define UTILS_LIST_APPENDS(TYPE, VALUE)                                                   \
+  const UtilsStringList& UtilsStringList::Append(TYPE value) {                            \
+    At(m_ulCurrent).Append(VALUE);                                                        \
+    return *this;                                                                         \
+  }                                                                                       \
+  const UtilsStringList& UtilsStringList::Append(unsigned long position, TYPE value) {    \
+    At(position).Append(VALUE);                                                           \
+    return *this;                                                                         \
+  }                                                                                       \
+  const UtilsStringList& UtilsStringList::operator+=(TYPE value) { return Append(value); }
+UTILS_LIST_APPENDS(const char*, value)
+UTILS_LIST_APPENDS(const std::string&, value)
+UTILS_LIST_APPENDS(const std::wstring&, value)
+UTILS_LIST_APPENDS(const UtilsString&, value)
+UTILS_LIST_APPENDS(const UtilsStringList&, UtilsString(value.CurrentValue()))
+UTILS_LIST_APPENDS(unsigned long, value)
+UTILS_LIST_APPENDS(double, value)
+#undef UTILS_LIST_APPENDS
+
+#define UTILS_LIST_EDITS(TYPE, VALUE)                                                      \
+  const UtilsStringList& UtilsStringList::Insert(TYPE text, unsigned long offset) {        \
+    At(m_ulCurrent).Insert(VALUE, offset);                                                 \
+    return *this;                                                                          \
+  }                                                                                        \
+  const UtilsStringList& UtilsStringList::Insert(unsigned long position, TYPE text,        \
+                                                 unsigned long offset) {                   \
+    At(position).Insert(VALUE, offset);                                                    \
+    return *this;                                                                          \
+  }                                                                                        \
+  const UtilsStringList& UtilsStringList::Replace(TYPE text, unsigned long offset) {       \
+    At(m_ulCurrent).Replace(VALUE, offset);                                                \
+    return *this;                                                                          \
+  }                                                                                        \
+  const UtilsStringList& UtilsStringList::Replace(unsigned long position, TYPE text,       \
+                                                  unsigned long offset) {                  \
+    At(position).Replace(VALUE, offset);                                                   \
+    return *this;                                                                          \
+  }
+UTILS_LIST_EDITS(const char*, text)
+UTILS_LIST_EDITS(const std::string&, text)
+UTILS_LIST_EDITS(const MemObject<char>&, text)
+UTILS_LIST_EDITS(const UtilsString&, text)
+UTILS_LIST_EDITS(const UtilsStringList&, UtilsString(text.CurrentValue()))
+#undef UTILS_LIST_EDITS
+
+// ---- position and access --------------------------------------------------------------
+
+const UtilsStringList& UtilsStringList::SetCurrentString(unsigned long position) {
+  m_ulCurrent = position;
+  return *this;
+}
+UtilsStringList& UtilsStringList::operator[](int position) {
+  m_ulCurrent = static_cast<unsigned long>(position);
+  return *this;
+}
+UtilsStringList& UtilsStringList::operator[](long position) {
+  m_ulCurrent = static_cast<unsigned long>(position);
+  return *this;
+}
+UtilsStringList& UtilsStringList::operator[](unsigned int position) {
+  m_ulCurrent = position;
+  return *this;
+}
+UtilsStringList& UtilsStringList::operator[](unsigned long position) {
+  m_ulCurrent = position;
+  return *this;
+}
+
+UtilsString* UtilsStringList::RetrieveString() { return &At(m_ulCurrent); }
+UtilsString* UtilsStringList::RetrieveString(unsigned long position) { return &At(position); }
+UtilsString UtilsStringList::RetrieveUString() const { return CurrentValue(); }
+UtilsString UtilsStringList::RetrieveUString(unsigned long position) { return At(position); }
+UtilsStringList::operator UtilsString() const { return CurrentValue(); }
+const char* UtilsStringList::Retrieve() const { return CurrentValue().c_str(); }
+const char* UtilsStringList::Retrieve(unsigned long position) { return At(position).c_str(); }
+UtilsStringList::operator const char*() const { return CurrentValue().c_str(); }
+unsigned long UtilsStringList::length() const { return CurrentValue().length(); }
+unsigned long UtilsStringList::length(unsigned long position) { return At(position).length(); }
+unsigned long UtilsStringList::strlen() const { return CurrentValue().length(); }
+unsigned long UtilsStringList::strlen(unsigned long position) { return At(position).length(); }
+unsigned long UtilsStringList::size() const { return m_List.Count(); }
+unsigned long UtilsStringList::GetNumberOfStrings() const { return m_List.Count(); }
+
+// ---- settings and searches -------------------------------------------------------------
+
+const int UtilsStringList::SetCase(int caseFlag) {
+  if (caseFlag != m_iCase) m_List.ClearSorted();
+  m_iCase = caseFlag;
+  return 1;
+}
+const int UtilsStringList::GetCase() const { return m_iCase; }
+const int UtilsStringList::SetMatchStyle(int matchStyle) {
+  m_iMatchStyle = matchStyle;
+  return 1;
+}
+const int UtilsStringList::GetMatchStyle() const { return m_iMatchStyle; }
+const int UtilsStringList::SetSearchDirection(int direction) {
+  m_List.SetSearchDirection(direction);
+  return 1;
+}
+
+unsigned long UtilsStringList::SearchList(const UtilsString& text, int method,
+                                          unsigned long occurrence) {
+  if (m_List.Count() == 0) return NOT_FOUND;
+  return m_List.SearchList(Stored(text), method, occurrence, m_iCase, m_iMatchStyle);
+}
+
+const int UtilsStringList::SearchListItem(const UtilsString& text, int occurrence,
+                                          int ignoreCase) {
+  return SearchListItem(m_ulCurrent, text, occurrence, ignoreCase);
+}
+
+const int UtilsStringList::SearchListItem(unsigned long position, const UtilsString& text,
+                                          int occurrence, int ignoreCase) {
+  UtilsString item(At(position));
+  if (ignoreCase) item.SetCase(0);
+  else if (item.GetCase() != 0) item.SetCase(1);
+  return item.Search(text.c_str(), static_cast<unsigned long>(occurrence));
+}
+
+const int UtilsStringList::ReplaceAllInCurrentString(const char* old, char* fresh, int flag) {
+  return At(m_ulCurrent).ReplaceAll(old, fresh, flag);
+}
+
+const int UtilsStringList::ReplaceAllInList(const char* old, char* fresh, int flag) {
+  int any = 0;
+  for (unsigned long i = 0; i < m_List.Count(); ++i)
+    if (m_List.At(i).ReplaceAll(old, fresh, flag)) any = 1;
+  if (any) m_List.ClearSorted();
+  return any;
+}
+
+const UtilsStringList& UtilsStringList::SplitData(const UtilsString& text, int skipEmpty,
+                                                  int append, int sorted) {
+  UtilsString pieces(text);  // text may be one of our own strings
+  if (!append) RemoveAllStrings();
+  for (unsigned long i = 0; i < pieces.GetNumberOfStrings(); ++i) {
+    UtilsString piece(pieces.GetStringNumber(i));
+    if (skipEmpty && !piece) continue;
+    if (sorted)
+      AddStringSorted(piece);
+    else
+      AddString(piece);
+  }
+  return *this;
+}
+
+const UtilsStringList& UtilsStringList::SplitData(const UtilsString& text,
+                                                  const UtilsString& separators, int skipEmpty,
+                                                  int append, int sorted) {
+  UtilsString pieces;
+  text.SplitData(pieces, separators, skipEmpty);
+  if (skipEmpty && pieces.GetNumberOfStrings() == 1 && !pieces) {
+    if (!append) RemoveAllStrings();
+    return *this;
+  }
+  return SplitData(pieces, skipEmpty, append, sorted);
+}
+
+const UtilsStringList& UtilsStringList::Sort(unsigned long descending) {
+  m_List.Sort(descending, m_iCase);
+  return *this;
+}
+
+// ---- comparison ---------------------------------------------------------------------------
+
+int UtilsStringList::CompareText(const char* text, unsigned long n) const {
+  const UtilsString& mine = CurrentValue();
+  return mine.compare(mine.c_str(), text, m_iCase, m_iMatchStyle, mine.length(), n);
+}
+int UtilsStringList::FriendCompareText(const char* text, unsigned long n) const {
+  const UtilsString& mine = CurrentValue();
+  return mine.compare(text, mine.c_str(), m_iCase, m_iMatchStyle, n, mine.length());
+}
+
+#define UTILS_LIST_COMPARES(TYPE, PTR, LEN)                                           \
+  int UtilsStringList::Compare(TYPE text) const { return CompareText(PTR, LEN); }    \
+  int UtilsStringList::FriendCompare(TYPE text) const {                               \
+    return FriendCompareText(PTR, LEN);                                               \
+  }                                                                                   \
+  int UtilsStringList::operator==(TYPE text) const { return Compare(text) == 0; }    \
+  int UtilsStringList::operator!=(TYPE text) const { return Compare(text) != 0; }    \
+  int UtilsStringList::operator<(TYPE text) const { return Compare(text) < 0; }      \
+  int UtilsStringList::operator<=(TYPE text) const { return Compare(text) <= 0; }    \
+  int UtilsStringList::operator>(TYPE text) const { return Compare(text) > 0; }      \
+  int UtilsStringList::operator>=(TYPE text) const { return Compare(text) >= 0; }
+UTILS_LIST_COMPARES(const UtilsStringList&, text.CurrentValue().c_str(),
+                    text.CurrentValue().length())
+UTILS_LIST_COMPARES(const UtilsString&, text.c_str(), text.length())
+UTILS_LIST_COMPARES(const char*, text, 0)
+UTILS_LIST_COMPARES(const std::string&, text.c_str(), text.size())
+UTILS_LIST_COMPARES(const MemObject<char>&, text.Data(), text.Length())
+#undef UTILS_LIST_COMPARES
+
+const char* UtilsStringList::derived_class() const { return ReadableTypeName(typeid(*this)); }
+
+}  // namespace UTILS

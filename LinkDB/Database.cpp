@@ -1,0 +1,213 @@
+// The database object: construction and destruction, the block arena, the three hash
+// indexes, lookups by id, reference counting and the process-wide shared instance.
+#include <stdlib.h>
+#include <string.h>
+#include <new>
+#include "Internal.h"
+
+namespace vkl {
+
+CVKUDatabase* g_pSharedDB = nullptr;
+
+uint32_t NameHash(const char* name) {
+  uint32_t h = 0;
+  for (const unsigned char* p = reinterpret_cast<const unsigned char*>(name); *p; ++p) {
+    unsigned char c = *p;
+    if (c >= 'a' && c <= 'z') c -= 0x20;
+    h = (h * 4) ^ static_cast<uint32_t>(static_cast<int32_t>(static_cast<signed char>(c)));
+  }
+  return h & 0x3FFF;
+}
+
+}  // namespace vkl
+
+using namespace vkl;
+
+// Arena block: the older block, the bytes used, then the space itself.
+struct ArenaBlock {
+  ArenaBlock* pNext;
+  uint32_t dwUsed;
+  unsigned char abSpace[kArenaBlockSpace];
+};
+
+CVKUDatabase::CVKUDatabase() {
+  m_dwRefCount = 1;
+  m_dwLastObjectID = 1;
+  m_dwLastLinkID = 0;
+  m_pObjects = nullptr;
+  m_pLinks = nullptr;
+  memset(m_ObjectIndex, 0, sizeof(m_ObjectIndex));
+  memset(m_LinkIndex, 0, sizeof(m_LinkIndex));
+  memset(m_NameIndex, 0, sizeof(m_NameIndex));
+  m_szObjFile[0] = 0;
+  m_szLinkFile[0] = 0;
+  m_hMutex = MutexCreate();
+  ArenaBlock* first = static_cast<ArenaBlock*>(malloc(sizeof(ArenaBlock)));
+  if (first) {
+    first->pNext = nullptr;
+    first->dwUsed = 0;
+  }
+  m_pArena = first;
+  m_bSave = 1;
+  m_bDirty = 0;
+  m_bLocked = 0;
+}
+
+static void FreeHeapArray(uint32_t count, uint32_t* array) {
+  if ((count & VKU_COUNT_ON_HEAP) && array) free(array);
+}
+
+CVKUDatabase::~CVKUDatabase() {
+  // Flush does not clear the dirty flag, so a dirty database is written twice.
+  if (m_bDirty && m_bSave) Flush();
+  if (m_bDirty && m_bSave) Flush();
+
+  // Index nodes, records, names and data all live in the arena, which goes below in
+  // one piece.
+  memset(m_ObjectIndex, 0, sizeof(m_ObjectIndex));
+  memset(m_NameIndex, 0, sizeof(m_NameIndex));
+  memset(m_LinkIndex, 0, sizeof(m_LinkIndex));
+  for (DBObject* o = m_pObjects; o; o = o->pNext) {
+    // Link arrays that outgrew the arena are on the general heap.
+    FreeHeapArray(o->dwLinksFromCount, o->pLinksFrom);
+    FreeHeapArray(o->dwLinksToCount, o->pLinksTo);
+  }
+  m_pObjects = nullptr;
+  m_pLinks = nullptr;
+
+  ArenaBlock* block = static_cast<ArenaBlock*>(m_pArena);
+  while (block) {
+    ArenaBlock* older = block->pNext;
+    free(block);
+    block = older;
+  }
+  m_pArena = nullptr;
+
+  EndOpenSearches();
+  g_pSharedDB = nullptr;
+  if (m_hMutex) MutexClose(m_hMutex);
+}
+
+CVKUDatabase& CVKUDatabase::operator=(const CVKUDatabase& other) {
+  // A shallow copy: both objects share the mutex and the arena afterwards.
+  if (this != &other) memcpy(static_cast<void*>(this), static_cast<const void*>(&other), sizeof(*this));
+  return *this;
+}
+
+unsigned long CVKUDatabase::AddRef() { return ++m_dwRefCount; }
+
+unsigned long CVKUDatabase::Release() {
+  if (--m_dwRefCount == 0) {
+    delete this;
+    return 0;
+  }
+  return m_dwRefCount;
+}
+
+void CVKUDatabase::SetLock(int lock) { m_bLocked = lock; }
+int CVKUDatabase::CheckLock() { return m_bLocked; }
+void CVKUDatabase::SetSaveFlag(int save) { m_bSave = save; }
+
+void* CVKUDatabase::DoMalloc(unsigned long size) {
+  if (size > kArenaBlockSpace) return nullptr;
+  ArenaBlock* block = static_cast<ArenaBlock*>(m_pArena);
+  if (block && kArenaBlockSpace - block->dwUsed >= size) {
+    void* piece = block->abSpace + block->dwUsed;
+    block->dwUsed += size;
+    return piece;
+  }
+  // The rest of the current block is given up.
+  ArenaBlock* fresh = static_cast<ArenaBlock*>(malloc(sizeof(ArenaBlock)));
+  if (!fresh) return nullptr;
+  fresh->pNext = block;
+  fresh->dwUsed = size;
+  m_pArena = fresh;
+  return fresh->abSpace;
+}
+
+// Arena pieces are never given back one by one; they go with the database.
+void CVKUDatabase::DoFree(void*) {}
+
+void CVKUDatabase::IndexObject(DBObject* object) {
+  IndexNode* node = static_cast<IndexNode*>(DoMalloc(sizeof(IndexNode)));
+  if (!node) return;
+  node->pRecord = object;
+  IndexNode** bucket = &m_ObjectIndex[object->dwID & (kObjectBuckets - 1)];
+  node->pNext = *bucket;
+  *bucket = node;
+
+  if (object->pszName && object->pszName[0] && (object->dwType & kNameIndexTypes)) {
+    IndexNode* byName = static_cast<IndexNode*>(DoMalloc(sizeof(IndexNode)));
+    if (!byName) return;
+    byName->pRecord = object;
+    IndexNode** nameBucket = &m_NameIndex[NameHash(object->pszName)];
+    byName->pNext = *nameBucket;
+    *nameBucket = byName;
+  }
+}
+
+void CVKUDatabase::IndexLink(DBLink* link) {
+  IndexNode* node = static_cast<IndexNode*>(DoMalloc(sizeof(IndexNode)));
+  if (!node) return;
+  node->pRecord = link;
+  IndexNode** bucket = &m_LinkIndex[link->dwID & (kLinkBuckets - 1)];
+  node->pNext = *bucket;
+  *bucket = node;
+}
+
+int CVKUDatabase::ObjectInUse(unsigned long id) {
+  if (id < 2) return 1;
+  if (id > m_dwLastObjectID) return 0;
+  MutexGuard lock(m_hMutex);
+  for (DBObject* o = m_pObjects; o; o = o->pNext)
+    if (o->dwID == id) return 1;
+  return 0;
+}
+
+int CVKUDatabase::LinkInUse(unsigned long id) {
+  if (id < 2) return 1;
+  if (id > m_dwLastLinkID) return 0;
+  MutexGuard lock(m_hMutex);
+  for (DBLink* l = m_pLinks; l; l = l->pNext)
+    if (l->dwID == id) return 1;
+  return 0;
+}
+
+DBObject* CVKUDatabase::LookupObject(unsigned long id) {
+  MutexGuard lock(m_hMutex);
+  for (IndexNode* n = m_ObjectIndex[id & (kObjectBuckets - 1)]; n; n = n->pNext) {
+    DBObject* o = static_cast<DBObject*>(n->pRecord);
+    if (o->dwID == id) return o;
+  }
+  return nullptr;
+}
+
+DBLink* CVKUDatabase::LookupLink(unsigned long id) {
+  MutexGuard lock(m_hMutex);
+  for (IndexNode* n = m_LinkIndex[id & (kLinkBuckets - 1)]; n; n = n->pNext) {
+    DBLink* l = static_cast<DBLink*>(n->pRecord);
+    if (l->dwID == id) return l;
+  }
+  return nullptr;
+}
+
+extern "C" CVKUDatabase* AttachDatabase(char* directory) {
+  if (g_pSharedDB) {
+    g_pSharedDB->AddRef();
+    return g_pSharedDB;
+  }
+  CVKUDatabase* db = new (std::nothrow) CVKUDatabase;
+  if (!db) return nullptr;
+  g_pSharedDB = db;
+  if (!db->Initialize(directory)) {
+    delete db;  // clears the shared pointer
+    g_pSharedDB = nullptr;
+    return nullptr;
+  }
+  return g_pSharedDB;
+}
+
+void vkl::DestroySharedDatabase() {
+  // The destructor writes the store if it is dirty and clears the shared pointer.
+  delete g_pSharedDB;
+}

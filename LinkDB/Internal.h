@@ -1,0 +1,110 @@
+// Internal.h - what the units of the link database share: the shared-database
+// pointer, the lock guard, index nodes, the name hash, ASCII case-insensitive
+// comparison, and the helpers that make handles.
+#ifndef VKLINKDB_INTERNAL_H
+#define VKLINKDB_INTERNAL_H
+
+#include <stddef.h>
+#include <stdint.h>
+#include "Platform.h"
+#include "VKLinkDB.h"
+
+// Node of a bucket chain of one of the three hash indexes, carved from the arena.
+struct IndexNode {
+  IndexNode* pNext;
+  void* pRecord;
+};
+
+namespace vkl {
+
+enum : uint32_t {
+  kArenaBlockSpace = 16384,
+  kObjectBuckets = 16384,
+  kLinkBuckets = 65536,
+  kNameBuckets = 16384,
+  kNameIndexTypes = 0x103F,
+  kMaxNameLength = 250,
+  kMaxDataSize = 16384,
+  kPathBufferSize = 1000,
+  kFullPathSize = 260,
+  kMaxPathDepth = 260,
+  kStoreTag = 4100,
+};
+
+// The process-wide database returned by AttachDatabase; every handle works on it.
+extern CVKUDatabase* g_pSharedDB;
+
+// Holds the mutex of a database for the lifetime of the guard (no-op without one).
+class MutexGuard {
+ public:
+  explicit MutexGuard(void* mutex) : m_hMutex(mutex) { MutexLock(m_hMutex); }
+  ~MutexGuard() { MutexUnlock(m_hMutex); }
+  MutexGuard(const MutexGuard&) = delete;
+  MutexGuard& operator=(const MutexGuard&) = delete;
+
+ private:
+  void* m_hMutex;
+};
+
+// Case-insensitive (ASCII letters only) hash of a name into 0..0x3FFF. Bytes from 0x80
+// up are not folded and enter the hash sign-extended.
+uint32_t NameHash(const char* name);
+
+inline unsigned char AsciiUpper(unsigned char c) { return (c >= 'a' && c <= 'z') ? c - 0x20 : c; }
+
+// ASCII case-insensitive equality of two whole strings; null equals nothing.
+inline bool NamesEqual(const char* a, const char* b) {
+  if (!a || !b) return false;
+  const unsigned char* x = reinterpret_cast<const unsigned char*>(a);
+  const unsigned char* y = reinterpret_cast<const unsigned char*>(b);
+  for (; *x && *y; ++x, ++y)
+    if (AsciiUpper(*x) != AsciiUpper(*y)) return false;
+  return *x == *y;
+}
+
+// Bounded strlen: the length of s, or max if s is longer.
+inline uint32_t BoundedLength(const char* s, uint32_t max) {
+  uint32_t n = 0;
+  while (n < max && s[n]) ++n;
+  return n;
+}
+
+// Ends every open object search (their records go with a destroyed database).
+void EndOpenSearches();
+
+// Destroys the shared database, whatever its reference count (library unload).
+void DestroySharedDatabase();
+
+}  // namespace vkl
+
+// Access to the shared database's private state for the handle classes' helpers.
+struct DatabaseInternals {
+  static void* SharedMutex() { return vkl::g_pSharedDB ? vkl::g_pSharedDB->m_hMutex : nullptr; }
+  static void MarkSharedDirty() {
+    if (vkl::g_pSharedDB) vkl::g_pSharedDB->m_bDirty = 1;
+  }
+  static DBObject* LookupObject(uint32_t id) {
+    return vkl::g_pSharedDB ? vkl::g_pSharedDB->LookupObject(id) : nullptr;
+  }
+  static DBLink* LookupLink(uint32_t id) {
+    return vkl::g_pSharedDB ? vkl::g_pSharedDB->LookupLink(id) : nullptr;
+  }
+
+  static CVKUObject* NewObjectHandle(DBObject* record);
+  static CVKULink* NewLinkHandle(DBLink* record);
+  static void* Carve(CVKUDatabase* db, unsigned long size) { return db->DoMalloc(size); }
+
+  // Store loading (StoreLoader.cpp): the lone root of a fresh database, and the
+  // records that follow the header of each file.
+  static void CreateRoot(CVKUDatabase* db);
+  static void LoadObjects(CVKUDatabase* db, const unsigned char* data, size_t size);
+  static void LoadLinks(CVKUDatabase* db, const unsigned char* data, size_t size);
+};
+
+namespace vkl {
+// Heap-allocated handles with count 1 (null when memory runs out).
+inline CVKUObject* NewObjectHandle(DBObject* record) { return DatabaseInternals::NewObjectHandle(record); }
+inline CVKULink* NewLinkHandle(DBLink* record) { return DatabaseInternals::NewLinkHandle(record); }
+}  // namespace vkl
+
+#endif

@@ -1,0 +1,217 @@
+// Links: creation and deletion, linking two objects, enumerating the links at an
+// object, and the CVKULink handle.
+#include <stdlib.h>
+#include <new>
+#include "Internal.h"
+#include "LinkArrays.h"
+
+using namespace vkl;
+
+// Find state of a link enumeration: index of the current entry and the type mask.
+struct LinkFindState {
+  uint32_t dwIndex;
+  uint32_t dwTypeMask;
+};
+
+CVKULink* DatabaseInternals::NewLinkHandle(DBLink* record) {
+  CVKULink* h = new (std::nothrow) CVKULink;
+  if (h) h->m_pLink = record;
+  return h;
+}
+
+DBLink* CVKUDatabase::MakeNewLink(unsigned long source, unsigned long target, unsigned long type,
+                                  unsigned long, unsigned long, unsigned char*, int persistent) {
+  DBLink* l = static_cast<DBLink*>(DoMalloc(sizeof(DBLink)));
+  if (!l) return nullptr;
+  if (persistent) DatabaseInternals::MarkSharedDirty();
+  l->dwSource = static_cast<uint32_t>(source);
+  l->dwTarget = static_cast<uint32_t>(target);
+  l->dwID = ++m_dwLastLinkID;
+  l->dwType = static_cast<uint32_t>(type);
+  l->bPersistent = persistent ? 1 : 0;
+  l->pNext = m_pLinks;
+  m_pLinks = l;
+  IndexLink(l);
+  return l;
+}
+
+int CVKUDatabase::DeleteLink(unsigned long id, int fromSource, int fromTarget) {
+  MutexGuard lock(m_hMutex);
+  IndexNode** bucket = &m_LinkIndex[id & (kLinkBuckets - 1)];
+  for (IndexNode** p = bucket; *p; p = &(*p)->pNext) {
+    if (static_cast<DBLink*>((*p)->pRecord)->dwID == id) {
+      *p = (*p)->pNext;
+      break;
+    }
+  }
+  DBLink** at = &m_pLinks;
+  while (*at && (*at)->dwID != id) at = &(*at)->pNext;
+  DBLink* l = *at;
+  if (!l) return 0;
+  *at = l->pNext;
+  if (fromSource) {
+    if (DBObject* s = LookupObject(l->dwSource)) RemoveLinkEntries(&s->dwLinksFromCount, s->pLinksFrom, l->dwID);
+  }
+  if (fromTarget) {
+    if (DBObject* t = LookupObject(l->dwTarget)) RemoveLinkEntries(&t->dwLinksToCount, t->pLinksTo, l->dwID);
+  }
+  if (l->bPersistent) DatabaseInternals::MarkSharedDirty();
+  DoFree(l);
+  return 1;
+}
+
+int CVKUObject::LinkTo(CVKUObject* target, unsigned long type, unsigned long a, unsigned long b,
+                       unsigned char* c) {
+  if (!m_pObject || !target || !target->m_pObject) return 0;
+  MutexGuard lock(DatabaseInternals::SharedMutex());
+  CVKUDatabase* db = g_pSharedDB;
+  if (!db) return 0;
+  DBObject* self = m_pObject;
+  DBObject* other = target->m_pObject;
+  int persistent = self->bPersistent && other->bPersistent;
+  if (persistent) {
+    // An equal persistent link (same type, same source) is not made twice.
+    for (uint32_t i = 0; i < (other->dwLinksToCount & VKU_ENTRY_ID_MASK); ++i) {
+      DBLink* l = db->LookupLink(other->pLinksTo[i] & VKU_ENTRY_ID_MASK);
+      if (l && l->dwType == type && l->dwSource == self->dwID) return 1;
+    }
+  }
+  DBLink* l = db->MakeNewLink(self->dwID, other->dwID, type, a, b, c, persistent);
+  if (!l) return 0;
+  uint32_t entry = l->dwID | (persistent ? 0 : VKU_ENTRY_NOT_PERSISTENT);
+  AppendLinkEntry(db, &self->dwLinksFromCount, &self->pLinksFrom, entry);
+  AppendLinkEntry(db, &other->dwLinksToCount, &other->pLinksTo, entry);
+  return 1;
+}
+
+namespace {
+
+// One step of a link enumeration over an array, from index `from`: the index of the
+// first entry whose link shares a bit with mask, or -1.
+long NextMatch(const uint32_t* entries, uint32_t count, uint32_t from, uint32_t mask, DBLink** found) {
+  for (uint32_t i = from; i < count; ++i) {
+    DBLink* l = DatabaseInternals::LookupLink(entries[i] & VKU_ENTRY_ID_MASK);
+    if (l && (l->dwType & mask)) {
+      *found = l;
+      return static_cast<long>(i);
+    }
+  }
+  return -1;
+}
+
+unsigned long FindFirstIn(DBObject* o, bool outgoing, unsigned long typeMask, CVKULink** link) {
+  if (!o) return 0;
+  uint32_t count = (outgoing ? o->dwLinksFromCount : o->dwLinksToCount) & VKU_ENTRY_ID_MASK;
+  if (count == 0) return 0;
+  MutexGuard lock(DatabaseInternals::SharedMutex());
+  uint32_t from = 0;
+  for (;;) {
+    const uint32_t* entries = outgoing ? o->pLinksFrom : o->pLinksTo;
+    count = (outgoing ? o->dwLinksFromCount : o->dwLinksToCount) & VKU_ENTRY_ID_MASK;
+    DBLink* l = nullptr;
+    long i = NextMatch(entries, count, from, static_cast<uint32_t>(typeMask), &l);
+    if (i < 0) return 0;
+    LinkFindState* state = static_cast<LinkFindState*>(malloc(sizeof(LinkFindState)));
+    if (!state) {  // go on with the next entry
+      from = static_cast<uint32_t>(i) + 1;
+      continue;
+    }
+    state->dwIndex = static_cast<uint32_t>(i);
+    state->dwTypeMask = static_cast<uint32_t>(typeMask);
+    if (link) *link = NewLinkHandle(l);
+    return reinterpret_cast<unsigned long>(state);
+  }
+}
+
+int FindNextIn(DBObject* o, bool outgoing, unsigned long find, CVKULink** link) {
+  if (!o || !find) return 0;
+  MutexGuard lock(DatabaseInternals::SharedMutex());
+  LinkFindState* state = reinterpret_cast<LinkFindState*>(find);
+  const uint32_t* entries = outgoing ? o->pLinksFrom : o->pLinksTo;
+  uint32_t count = (outgoing ? o->dwLinksFromCount : o->dwLinksToCount) & VKU_ENTRY_ID_MASK;
+  DBLink* l = nullptr;
+  long i = NextMatch(entries, count, state->dwIndex + 1, state->dwTypeMask, &l);
+  if (i < 0) return 0;
+  state->dwIndex = static_cast<uint32_t>(i);
+  if (link) *link = NewLinkHandle(l);
+  return 1;
+}
+
+void FindClose(unsigned long find) {
+  if (!find) return;
+  MutexGuard lock(DatabaseInternals::SharedMutex());
+  free(reinterpret_cast<LinkFindState*>(find));
+}
+
+}  // namespace
+
+unsigned long CVKUObject::FindFirstLinkTo(unsigned long typeMask, CVKULink** link) {
+  return FindFirstIn(m_pObject, false, typeMask, link);
+}
+int CVKUObject::FindNextLinkTo(unsigned long find, CVKULink** link) { return FindNextIn(m_pObject, false, find, link); }
+void CVKUObject::FindCloseLinkTo(unsigned long find) { FindClose(find); }
+
+unsigned long CVKUObject::FindFirstLinkFrom(unsigned long typeMask, CVKULink** link) {
+  return FindFirstIn(m_pObject, true, typeMask, link);
+}
+int CVKUObject::FindNextLinkFrom(unsigned long find, CVKULink** link) { return FindNextIn(m_pObject, true, find, link); }
+void CVKUObject::FindCloseLinkFrom(unsigned long find) { FindClose(find); }
+
+int CVKUObject::DoesObjectLinkTo(char* name, unsigned long typeMask) {
+  if (!m_pObject || !name) return 0;
+  for (uint32_t i = 0; i < (m_pObject->dwLinksToCount & VKU_ENTRY_ID_MASK); ++i) {
+    DBLink* l = DatabaseInternals::LookupLink(m_pObject->pLinksTo[i] & VKU_ENTRY_ID_MASK);
+    if (!l) continue;
+    DBObject* s = DatabaseInternals::LookupObject(l->dwSource);
+    if (s && (s->dwType & typeMask) && NamesEqual(s->pszName, name)) return 1;
+  }
+  return 0;
+}
+
+// ---- CVKULink -------------------------------------------------------------------
+
+CVKULink::CVKULink() : m_pLink(nullptr), m_dwRefCount(1) {}
+
+CVKULink& CVKULink::operator=(const CVKULink& other) {
+  m_pLink = other.m_pLink;
+  m_dwRefCount = other.m_dwRefCount;
+  return *this;
+}
+
+unsigned long CVKULink::AddRef() { return ++m_dwRefCount; }
+
+unsigned long CVKULink::Release() {
+  if (--m_dwRefCount == 0) {
+    delete this;
+    return 0;
+  }
+  return m_dwRefCount;
+}
+
+CVKUObject* CVKULink::GetSource() {
+  if (!m_pLink) return nullptr;
+  MutexGuard lock(DatabaseInternals::SharedMutex());
+  DBObject* o = DatabaseInternals::LookupObject(m_pLink->dwSource);
+  return o ? NewObjectHandle(o) : nullptr;
+}
+
+CVKUObject* CVKULink::GetTarget() {
+  if (!m_pLink) return nullptr;
+  MutexGuard lock(DatabaseInternals::SharedMutex());
+  DBObject* o = DatabaseInternals::LookupObject(m_pLink->dwTarget);
+  return o ? NewObjectHandle(o) : nullptr;
+}
+
+unsigned long CVKULink::GetType() {
+  if (!m_pLink) return 0;
+  MutexGuard lock(DatabaseInternals::SharedMutex());
+  return m_pLink->dwType;
+}
+
+int CVKULink::Delete() {
+  if (!m_pLink) return 1;
+  MutexGuard lock(DatabaseInternals::SharedMutex());
+  if (!g_pSharedDB || !g_pSharedDB->DeleteLink(m_pLink->dwID, 1, 1)) return 0;
+  m_pLink = nullptr;
+  return 1;
+}

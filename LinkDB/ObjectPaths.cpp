@@ -1,0 +1,211 @@
+// Object paths: the full path of an object along its parent links (link type 1), the
+// object for a full path through the name index, name-only file objects (type 0x1000)
+// and their resolution in the system directories.
+#include <string.h>
+#include "Internal.h"
+#include "PathSplit.h"
+
+using namespace vkl;
+
+namespace {
+
+enum : uint32_t { kTypeDrive = 1, kTypeTree2 = 2, kTypeTree4 = 4, kTypeHive = 8, kTypeKey16 = 16,
+                  kTypeKey32 = 32, kTypeVFile = 0x1000 };
+
+// The source of the i-th incoming link of o if that link is a parent link, else null.
+DBObject* ParentAt(DBObject* o, uint32_t i) {
+  DBLink* l = DatabaseInternals::LookupLink(o->pLinksTo[i] & VKU_ENTRY_ID_MASK);
+  if (!l || l->dwType != VKU_LINK_PARENT) return nullptr;
+  return DatabaseInternals::LookupObject(l->dwSource);
+}
+
+uint32_t IncomingCount(const DBObject* o) { return o->dwLinksToCount & VKU_ENTRY_ID_MASK; }
+
+void DropTrailingBackslash(char* s) {
+  size_t n = strlen(s);
+  if (n > 0 && s[n - 1] == '\\') s[n - 1] = 0;
+}
+
+// Builds the full path into buffer (capacity cap including the NUL); 0 if there is
+// none or it does not fit.
+int BuildFullPath(DBObject* o, char* buffer, size_t cap, int depth) {
+  if (depth >= static_cast<int>(kMaxPathDepth)) return 0;
+  const char* name = o->pszName ? o->pszName : "";
+  size_t nameLength = strlen(name);
+  if (o->dwType == kTypeDrive || o->dwType == kTypeHive) {
+    if (nameLength >= cap) return 0;
+    memcpy(buffer, name, nameLength + 1);
+    return 1;
+  }
+  if (o->dwType != kTypeTree2 && o->dwType != kTypeTree4 && o->dwType != kTypeKey16 && o->dwType != kTypeKey32)
+    return 0;
+  for (uint32_t i = 0; i < IncomingCount(o); ++i) {
+    DBObject* parent = ParentAt(o, i);
+    if (!parent || !BuildFullPath(parent, buffer, cap, depth + 1)) continue;
+    size_t n = strlen(buffer);
+    if (n + 1 + nameLength >= cap) continue;  // too long this way; try another parent
+    buffer[n] = '\\';
+    memcpy(buffer + n + 1, name, nameLength + 1);
+    return 1;
+  }
+  return 0;
+}
+
+bool Fits(size_t a, size_t b, size_t c = 0) { return a + b + c < kPathBufferSize; }
+
+int HasCorrectPath(DBObject* o, char* parentPath, int depth) {
+  if (depth >= static_cast<int>(kMaxPathDepth)) return 0;
+  size_t n = strlen(parentPath);
+  if (n >= kPathBufferSize) return 0;
+  bool shortForm = n < 4 || ((o->dwType == kTypeKey16 || o->dwType == kTypeHive) && !strchr(parentPath, '\\'));
+  if (shortForm) {
+    DropTrailingBackslash(parentPath);
+    for (uint32_t i = 0; i < IncomingCount(o); ++i) {
+      DBObject* parent = ParentAt(o, i);
+      if (parent && (parent->dwType == kTypeDrive || parent->dwType == kTypeHive) &&
+          NamesEqual(parent->pszName, parentPath))
+        return 1;
+    }
+    return 0;
+  }
+  // The last component is file name plus extension; above it, drive plus directory.
+  PathParts parts = SplitPathParts(parentPath);
+  const char* last = parentPath + parts.dirEnd;
+  for (uint32_t i = 0; i < IncomingCount(o); ++i) {
+    DBObject* parent = ParentAt(o, i);
+    if (!parent || !NamesEqual(parent->pszName, last)) continue;
+    char above[kPathBufferSize];  // one per level: the check below may shorten it
+    memcpy(above, parentPath, parts.dirEnd);
+    above[parts.dirEnd] = 0;
+    DropTrailingBackslash(above);
+    if (HasCorrectPath(parent, above, depth + 1)) return 1;
+  }
+  return 0;
+}
+
+// The first object in the name bucket of name whose type is one of the two given
+// (type2 may equal type1) and, if parentPath is given, whose parents spell it.
+DBObject* FindInNameBucket(CVKUDatabase* db, IndexNode* const* nameIndex, const char* name, uint32_t type1,
+                           uint32_t type2, const char* parentPath) {
+  for (IndexNode* node = nameIndex[NameHash(name)]; node; node = node->pNext) {
+    DBObject* o = static_cast<DBObject*>(node->pRecord);
+    if ((o->dwType != type1 && o->dwType != type2) || !NamesEqual(o->pszName, name)) continue;
+    if (!parentPath) return o;
+    char scratch[kPathBufferSize];
+    strcpy(scratch, parentPath);  // the check may shorten it
+    if (HasCorrectPath(o, scratch, 0)) return o;
+  }
+  return nullptr;
+}
+
+// directory + "\\" (unless it already ends in one) + name, if it fits.
+bool JoinPath(char* out, const char* directory, const char* name) {
+  size_t d = strlen(directory);
+  bool sep = !(d > 0 && directory[d - 1] == '\\');
+  if (!Fits(d, sep ? 1 : 0, strlen(name))) return false;
+  strcpy(out, directory);
+  if (sep) strcat(out, "\\");
+  strcat(out, name);
+  return true;
+}
+
+int g_nNTFamily = -1;
+
+bool IsNTFamily() {
+  if (g_nNTFamily < 0) g_nNTFamily = ProbeNTFamily() ? 1 : 0;
+  return g_nNTFamily == 1;
+}
+
+}  // namespace
+
+CVKUObject* CVKUDatabase::GetRootObject() {
+  MutexGuard lock(m_hMutex);
+  DBObject* root = LookupObject(1);
+  return root ? NewObjectHandle(root) : nullptr;
+}
+
+int CVKUDatabase::SafeGetFullPath(DBObject* object, char* buffer, int depth) {
+  if (!object || !buffer) return 0;
+  return BuildFullPath(object, buffer, kFullPathSize, depth);
+}
+
+int CVKUDatabase::GetFullPath(DBObject* object, char* buffer) {
+  MutexGuard lock(m_hMutex);
+  return SafeGetFullPath(object, buffer, 0);
+}
+
+int CVKUObject::GetFullPath(char* buffer) {
+  if (!m_pObject || !buffer || !g_pSharedDB) return 0;
+  return g_pSharedDB->GetFullPath(m_pObject, buffer);
+}
+
+int CVKUDatabase::DoesObjectHaveCorrectPath(DBObject* object, char* parentPath) {
+  if (!object || !parentPath) return 0;
+  return HasCorrectPath(object, parentPath, 0);
+}
+
+CVKUObject* CVKUDatabase::GetObjectByPath(char* path) {
+  if (!path) return nullptr;
+  size_t n = strlen(path);
+  if (n >= kPathBufferSize) return nullptr;
+  MutexGuard lock(m_hMutex);
+  DBObject* found = nullptr;
+  if (n > 2 && path[1] == ':') {
+    PathParts parts = SplitPathParts(path);
+    char parent[kPathBufferSize];
+    memcpy(parent, path, parts.dirEnd);
+    parent[parts.dirEnd] = 0;
+    DropTrailingBackslash(parent);
+    found = FindInNameBucket(this, m_NameIndex, path + parts.dirEnd, kTypeTree4, kTypeTree2, parent);
+  } else if (n > 4) {
+    char parent[kPathBufferSize];
+    strcpy(parent, path);
+    const char* last = "";
+    if (char* cut = strrchr(parent, '\\')) {
+      *cut = 0;
+      last = cut + 1;
+    }
+    char name[kPathBufferSize];
+    strcpy(name, last);
+    DropTrailingBackslash(parent);
+    found = FindInNameBucket(this, m_NameIndex, name, kTypeKey16, kTypeKey32, parent);
+  } else if (n >= 3) {
+    found = FindInNameBucket(this, m_NameIndex, path, kTypeHive, kTypeHive, nullptr);
+  } else {
+    found = FindInNameBucket(this, m_NameIndex, path, kTypeDrive, kTypeDrive, nullptr);
+  }
+  return found ? NewObjectHandle(found) : nullptr;
+}
+
+CVKUObject* CVKUDatabase::LookupVFILE(char* name) {
+  if (!name) return nullptr;
+  DBObject* found = FindInNameBucket(this, m_NameIndex, name, kTypeVFile, kTypeVFile, nullptr);
+  return found ? NewObjectHandle(found) : nullptr;
+}
+
+CVKUObject* CVKUObject::Resolve(char* directory) {
+  if (!m_pObject) return nullptr;
+  MutexGuard lock(DatabaseInternals::SharedMutex());
+  CVKUDatabase* db = g_pSharedDB;
+  if (!db || m_pObject->dwType != kTypeVFile || !m_pObject->pszName) return nullptr;
+  char name[kPathBufferSize];
+  size_t n = BoundedLength(m_pObject->pszName, kPathBufferSize - 1);
+  memcpy(name, m_pObject->pszName, n);
+  name[n] = 0;
+
+  char path[kPathBufferSize];
+  CVKUObject* found = nullptr;
+  if (directory && *directory && JoinPath(path, directory, name)) found = db->GetObjectByPath(path);
+  char systemDir[kPathBufferSize];
+  if (!found && GetSystemDir(systemDir, sizeof(systemDir)) && JoinPath(path, systemDir, name))
+    found = db->GetObjectByPath(path);
+  char windowsDir[kPathBufferSize];
+  bool haveWindowsDir = GetWindowsDir(windowsDir, sizeof(windowsDir));
+  if (!found && haveWindowsDir && IsNTFamily()) {
+    char systemName[kPathBufferSize];
+    if (Fits(7, n) && (strcpy(systemName, "SYSTEM\\"), strcat(systemName, name), JoinPath(path, windowsDir, systemName)))
+      found = db->GetObjectByPath(path);
+  }
+  if (!found && haveWindowsDir && JoinPath(path, windowsDir, name)) found = db->GetObjectByPath(path);
+  return found;
+}

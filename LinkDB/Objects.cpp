@@ -1,0 +1,230 @@
+// Objects: creation and deletion in the database, and the CVKUObject handle's
+// accessors, data, names and persistence.
+#include <string.h>
+#include <new>
+#include "Internal.h"
+#include "LinkArrays.h"
+
+using namespace vkl;
+
+CVKUObject* DatabaseInternals::NewObjectHandle(DBObject* record) {
+  CVKUObject* h = new (std::nothrow) CVKUObject;
+  if (h) h->m_pObject = record;
+  return h;
+}
+
+DBObject* CVKUDatabase::MakeNewObject(char* name, unsigned long type, unsigned long flags,
+                                      unsigned long dataSize, unsigned char* data, int persistent) {
+  uint32_t n = name ? BoundedLength(name, kMaxNameLength) : 0;
+  if (type == 2) persistent = 1;  // type 2 objects are always kept
+  if (persistent) DatabaseInternals::MarkSharedDirty();
+
+  DBObject* o = static_cast<DBObject*>(DoMalloc(sizeof(DBObject)));
+  if (!o) return nullptr;
+  memset(o, 0, sizeof(DBObject));
+  if (n > 0) {
+    char* copy = static_cast<char*>(DoMalloc(n + 1));
+    if (copy) {
+      memcpy(copy, name, n);
+      copy[n] = 0;
+      o->pszName = copy;
+    }
+  }
+  o->dwID = ++m_dwLastObjectID;
+  o->dwType = static_cast<uint32_t>(type);
+  o->dwFlags = static_cast<uint32_t>(flags);
+  o->dwDataSize = static_cast<uint32_t>(dataSize);
+  if (dataSize != 0) {
+    // Also fails for more than one arena piece; the half-made record is abandoned
+    // and its id stays spent.
+    o->pData = static_cast<unsigned char*>(DoMalloc(dataSize));
+    if (!o->pData) return nullptr;
+    if (data)
+      memcpy(o->pData, data, dataSize);
+    else
+      memset(o->pData, 0, dataSize);
+  }
+  o->bPersistent = persistent ? 1 : 0;
+  o->pNext = m_pObjects;
+  m_pObjects = o;
+  IndexObject(o);
+  return o;
+}
+
+// Removes the first node of a bucket chain whose record has the given id.
+template <typename Record>
+static void UnlinkIndexNode(IndexNode** bucket, uint32_t id) {
+  for (IndexNode** p = bucket; *p; p = &(*p)->pNext) {
+    if (static_cast<Record*>((*p)->pRecord)->dwID == id) {
+      *p = (*p)->pNext;
+      return;
+    }
+  }
+}
+
+int CVKUDatabase::DeleteObject(unsigned long id) {
+  UnlinkIndexNode<DBObject>(&m_ObjectIndex[id & (kObjectBuckets - 1)], static_cast<uint32_t>(id));
+  DBObject** at = &m_pObjects;
+  while (*at && (*at)->dwID != id) at = &(*at)->pNext;
+  DBObject* o = *at;
+  if (!o) return 0;
+  // The name bucket is that of the current name, which after SetName may not be the
+  // bucket the object was indexed in.
+  if (o->pszName) UnlinkIndexNode<DBObject>(&m_NameIndex[NameHash(o->pszName)], o->dwID);
+  *at = o->pNext;
+
+  // The object is already out of the id index, so DeleteLink leaves its own arrays
+  // alone; it disposes of them itself.
+  for (uint32_t i = 0; i < (o->dwLinksFromCount & VKU_ENTRY_ID_MASK); ++i)
+    DeleteLink(o->pLinksFrom[i] & VKU_ENTRY_ID_MASK, 0, 1);
+  ReleaseLinkArray(this, &o->dwLinksFromCount, &o->pLinksFrom);
+  for (uint32_t i = 0; i < (o->dwLinksToCount & VKU_ENTRY_ID_MASK); ++i)
+    DeleteLink(o->pLinksTo[i] & VKU_ENTRY_ID_MASK, 1, 0);
+  ReleaseLinkArray(this, &o->dwLinksToCount, &o->pLinksTo);
+
+  if (o->bPersistent) DatabaseInternals::MarkSharedDirty();
+  DoFree(o->pszName);
+  DoFree(o->pData);
+  DoFree(o);
+  return 1;
+}
+
+CVKUObject* CVKUDatabase::AddObject(char* name, unsigned long type, unsigned long flags,
+                                    unsigned long dataSize, void* data, int persistent) {
+  MutexGuard lock(m_hMutex);
+  DBObject* o = MakeNewObject(name, type, flags, dataSize, static_cast<unsigned char*>(data), persistent);
+  return o ? NewObjectHandle(o) : nullptr;
+}
+
+// ---- CVKUObject -----------------------------------------------------------------
+
+CVKUObject::CVKUObject() : m_pObject(nullptr), m_dwRefCount(1) {}
+
+CVKUObject& CVKUObject::operator=(const CVKUObject& other) {
+  m_pObject = other.m_pObject;
+  m_dwRefCount = other.m_dwRefCount;
+  return *this;
+}
+
+unsigned long CVKUObject::AddRef() { return ++m_dwRefCount; }
+
+unsigned long CVKUObject::Release() {
+  if (--m_dwRefCount == 0) {
+    delete this;
+    return 0;
+  }
+  return m_dwRefCount;
+}
+
+int CVKUObject::GetName(char* buffer, unsigned long size) {
+  if (!m_pObject || !buffer || size == 0) return 0;
+  MutexGuard lock(DatabaseInternals::SharedMutex());
+  const char* name = m_pObject->pszName;
+  if (!name) return 0;
+  size_t n = strlen(name);
+  if (n >= size) {
+    memcpy(buffer, name, size);
+    buffer[size - 1] = 0;
+  } else {
+    memcpy(buffer, name, n + 1);
+  }
+  return 1;
+}
+
+int CVKUObject::SetName(char* name) {
+  if (!m_pObject || !name) return 0;
+  MutexGuard lock(DatabaseInternals::SharedMutex());
+  CVKUDatabase* db = g_pSharedDB;
+  uint32_t n = BoundedLength(name, kMaxNameLength);
+  char* old = m_pObject->pszName;
+  if (old && strlen(old) >= n) {
+    memcpy(old, name, n);
+    old[n] = 0;
+    return 1;
+  }
+  if (!db) return 1;
+  db->DoFree(old);
+  char* copy = static_cast<char*>(db->DoMalloc(n + 1));
+  if (copy) {
+    memcpy(copy, name, n);
+    copy[n] = 0;
+  }
+  m_pObject->pszName = copy;
+  return 1;
+}
+
+unsigned long CVKUObject::GetType() {
+  if (!m_pObject) return 0;
+  MutexGuard lock(DatabaseInternals::SharedMutex());
+  return m_pObject->dwType;
+}
+
+unsigned long CVKUObject::GetFlags() {
+  if (!m_pObject) return 0;
+  MutexGuard lock(DatabaseInternals::SharedMutex());
+  return m_pObject->dwFlags;
+}
+
+int CVKUObject::SetFlags(unsigned long flags) {
+  if (!m_pObject) return 0;
+  MutexGuard lock(DatabaseInternals::SharedMutex());
+  m_pObject->dwFlags = static_cast<uint32_t>(flags);
+  return 1;
+}
+
+unsigned long CVKUObject::GetDataSize() {
+  if (!m_pObject) return 0;
+  MutexGuard lock(DatabaseInternals::SharedMutex());
+  return m_pObject->dwDataSize;
+}
+
+int CVKUObject::GetData(unsigned long size, unsigned char* buffer) {
+  if (!m_pObject || !buffer) return 0;
+  MutexGuard lock(DatabaseInternals::SharedMutex());
+  unsigned long n = size < m_pObject->dwDataSize ? size : m_pObject->dwDataSize;
+  if (n == 0 || !m_pObject->pData) return 0;
+  memcpy(buffer, m_pObject->pData, n);
+  return 1;
+}
+
+int CVKUObject::GetFileData(FileData* out) {
+  if (!m_pObject || !out) return 0;
+  MutexGuard lock(DatabaseInternals::SharedMutex());
+  if (m_pObject->dwDataSize != sizeof(FileData) || !m_pObject->pData) return 0;
+  memcpy(out, m_pObject->pData, sizeof(FileData));
+  return 1;
+}
+
+int CVKUObject::SetData(unsigned long size, unsigned char* data) {
+  if (!m_pObject || (size && !data)) return 0;
+  MutexGuard lock(DatabaseInternals::SharedMutex());
+  CVKUDatabase* db = g_pSharedDB;
+  if (!m_pObject->pData || m_pObject->dwDataSize < size) {
+    if (!db) return 0;
+    db->DoFree(m_pObject->pData);
+    m_pObject->pData = static_cast<unsigned char*>(db->DoMalloc(size));
+    if (!m_pObject->pData) {
+      m_pObject->dwDataSize = 0;
+      return 0;
+    }
+  }
+  if (size) memcpy(m_pObject->pData, data, size);
+  m_pObject->dwDataSize = static_cast<uint32_t>(size);
+  return 1;
+}
+
+int CVKUObject::IsPersistent() {
+  if (!m_pObject) return 0;
+  MutexGuard lock(DatabaseInternals::SharedMutex());
+  return m_pObject->bPersistent ? 1 : 0;
+}
+
+unsigned long CVKUObject::GetUniqueID() { return m_pObject ? m_pObject->dwID : 0; }
+
+int CVKUObject::Delete() {
+  if (!m_pObject) return 1;
+  MutexGuard lock(DatabaseInternals::SharedMutex());
+  if (!g_pSharedDB || !g_pSharedDB->DeleteObject(m_pObject->dwID)) return 0;
+  m_pObject = nullptr;
+  return 1;
+}

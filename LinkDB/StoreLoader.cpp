@@ -1,0 +1,134 @@
+// Turning the records of obj.dat and link.dat back into database records. The files
+// are input from outside: every length and count is checked against what is left of
+// the file before anything is carved or copied, and a record that runs past the end
+// ends loading there, keeping the records read before it.
+#include <stdlib.h>
+#include <string.h>
+#include "Internal.h"
+#include "StoreFormat.h"
+
+using namespace vkl;
+
+void DatabaseInternals::CreateRoot(CVKUDatabase* db) {
+  DBObject* root = static_cast<DBObject*>(db->DoMalloc(sizeof(DBObject)));
+  if (!root) return;
+  memset(root, 0, sizeof(DBObject));
+  root->dwID = 1;
+  root->bPersistent = 1;
+  db->m_pObjects = root;
+  db->m_dwLastObjectID = 1;
+  db->IndexObject(root);
+}
+
+namespace {
+
+// Takes a link array of count entries the way loading does: more than 2 on the
+// general heap with room rounded up to a multiple of 10, 1 or 2 in the arena. Returns
+// the count field to store (with the heap bit) and the array, or count 0 on failure.
+uint32_t* TakeLoadedArray(CVKUDatabase* db, void* (CVKUDatabase::*carve)(unsigned long), uint32_t count,
+                          uint32_t* countField) {
+  *countField = 0;
+  if (count == 0) return nullptr;
+  uint32_t* array;
+  if (count > 2) {
+    array = static_cast<uint32_t*>(malloc(sizeof(uint32_t) * ((count + 9) / 10) * 10));
+    if (array) *countField = count | VKU_COUNT_ON_HEAP;
+  } else {
+    array = static_cast<uint32_t*>((db->*carve)(count * sizeof(uint32_t)));
+    if (array) *countField = count;
+  }
+  return array;
+}
+
+void ReadEntries(uint32_t* array, const unsigned char* p, uint32_t count) {
+  for (uint32_t i = 0; i < count; ++i) array[i] = ReadU32(p + 4 * i);
+}
+
+}  // namespace
+
+void DatabaseInternals::LoadObjects(CVKUDatabase* db, const unsigned char* data, size_t size) {
+  db->m_dwLastObjectID = 0;
+  size_t pos = 0;
+  while (size - pos >= kObjectFixedSize) {
+    const unsigned char* fixed = data + pos;
+    uint32_t id = ReadU32(fixed + 8);
+    uint32_t type = ReadU32(fixed + 12);
+    uint32_t flags = ReadU32(fixed + 16);
+    uint32_t fromCount = ReadU32(fixed + 20) & VKU_ENTRY_ID_MASK;
+    uint32_t toCount = ReadU32(fixed + 28) & VKU_ENTRY_ID_MASK;
+    uint8_t persistent = fixed[36];
+    uint32_t dataSize = ReadU32(fixed + 37);
+    size_t at = pos + kObjectFixedSize;
+
+    // Check that the variable parts lie within the file before taking anything.
+    if (size - at < 2) return;
+    uint32_t nameLength = ReadU16(data + at);
+    at += 2;
+    if (size - at < nameLength) return;
+    const unsigned char* name = data + at;
+    at += nameLength;
+    if ((size - at) / 4 < fromCount) return;
+    const unsigned char* from = data + at;
+    at += 4 * static_cast<size_t>(fromCount);
+    if ((size - at) / 4 < toCount) return;
+    const unsigned char* to = data + at;
+    at += 4 * static_cast<size_t>(toCount);
+    if (size - at < dataSize) return;
+    const unsigned char* clientData = data + at;
+    at += dataSize;
+    pos = at;
+
+    DBObject* o = static_cast<DBObject*>(db->DoMalloc(sizeof(DBObject)));
+    if (!o) return;
+    memset(o, 0, sizeof(DBObject));
+    o->dwID = id;
+    o->dwType = type;
+    o->dwFlags = flags & 0x3FFFFFFF;  // run-time marks do not survive a reload
+    o->bPersistent = persistent;
+    if (nameLength > 0) {
+      char* copy = static_cast<char*>(db->DoMalloc(nameLength + 1));
+      if (copy) {
+        memcpy(copy, name, nameLength);
+        copy[nameLength] = 0;
+        o->pszName = copy;
+      }
+    }
+    if (id > db->m_dwLastObjectID) db->m_dwLastObjectID = id;
+
+    o->pLinksFrom = TakeLoadedArray(db, &CVKUDatabase::DoMalloc, fromCount, &o->dwLinksFromCount);
+    if (o->pLinksFrom) ReadEntries(o->pLinksFrom, from, fromCount);
+    o->pLinksTo = TakeLoadedArray(db, &CVKUDatabase::DoMalloc, toCount, &o->dwLinksToCount);
+    if (o->pLinksTo) ReadEntries(o->pLinksTo, to, toCount);
+
+    // Data that cannot be kept (more than one arena piece) is dropped whole, so that
+    // the size never claims bytes the object does not have.
+    if (dataSize > 0) {
+      o->pData = static_cast<unsigned char*>(db->DoMalloc(dataSize));
+      if (o->pData)
+        memcpy(o->pData, clientData, dataSize);
+    }
+    o->dwDataSize = o->pData ? dataSize : 0;
+
+    o->pNext = db->m_pObjects;
+    db->m_pObjects = o;
+    db->IndexObject(o);
+  }
+}
+
+void DatabaseInternals::LoadLinks(CVKUDatabase* db, const unsigned char* data, size_t size) {
+  db->m_dwLastLinkID = 0;
+  for (size_t pos = 0; size - pos >= kLinkRecordSize; pos += kLinkRecordSize) {
+    const unsigned char* r = data + pos;
+    DBLink* l = static_cast<DBLink*>(db->DoMalloc(sizeof(DBLink)));
+    if (!l) return;
+    l->dwID = ReadU32(r + 4);
+    l->dwSource = ReadU32(r + 8);
+    l->dwTarget = ReadU32(r + 12);
+    l->dwType = ReadU32(r + 16);
+    l->bPersistent = r[20];
+    if (l->dwID > db->m_dwLastLinkID) db->m_dwLastLinkID = l->dwID;
+    l->pNext = db->m_pLinks;
+    db->m_pLinks = l;
+    db->IndexLink(l);
+  }
+}

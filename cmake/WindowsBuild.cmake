@@ -1,0 +1,86 @@
+# The product: VKLinkDB.dll for 32-bit Windows, its tests, the example client and the
+# benchmarks, all run under Wine from this tree's bin/ folder.
+set(BIN ${CMAKE_BINARY_DIR}/bin)
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${BIN})
+set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${BIN})
+set(CMAKE_ARCHIVE_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/lib)
+
+add_compile_options(-Wall -Wextra -Wno-unused-parameter)
+
+find_package(ZLIB REQUIRED)
+
+file(GLOB UTILS_SOURCES CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/Utils/*.cpp)
+file(GLOB PROTECT_SOURCES CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/Protect/*.cpp ${CMAKE_SOURCE_DIR}/Protect/*.rc)
+
+add_library(VKLinkDB SHARED
+  ${LINKDB_SOURCES}
+  ${CMAKE_SOURCE_DIR}/LinkDB/PlatformWin32.cpp
+  ${CMAKE_SOURCE_DIR}/LinkDB/DllMain.cpp
+  ${UTILS_SOURCES} ${PROTECT_SOURCES})
+set_target_properties(VKLinkDB PROPERTIES PREFIX "" OUTPUT_NAME VKLinkDB)
+target_include_directories(VKLinkDB PUBLIC ${CMAKE_SOURCE_DIR}/Include PRIVATE ${CMAKE_SOURCE_DIR}/LinkDB)
+target_compile_definitions(VKLinkDB PRIVATE VKLINKDB_BUILD)
+target_link_libraries(VKLinkDB PRIVATE ZLIB::ZLIB)
+
+# The shared runtime goes beside the DLL: with a static runtime an exception thrown
+# inside the DLL would terminate the client instead of reaching its catch.
+set(RUNTIME_DLLS)
+foreach(dll libgcc_s_dw2-1.dll libstdc++-6.dll libwinpthread-1.dll zlib1.dll)
+  execute_process(COMMAND ${CMAKE_CXX_COMPILER} -print-file-name=${dll}
+                  OUTPUT_VARIABLE path OUTPUT_STRIP_TRAILING_WHITESPACE)
+  if(NOT IS_ABSOLUTE "${path}" OR NOT EXISTS "${path}")
+    find_file(path_${dll} ${dll} PATHS /usr/${TOOLCHAIN_PREFIX}/lib /usr/${TOOLCHAIN_PREFIX}/bin NO_DEFAULT_PATH)
+    set(path ${path_${dll}})
+  endif()
+  if(NOT EXISTS "${path}")
+    message(FATAL_ERROR "runtime DLL ${dll} not found")
+  endif()
+  list(APPEND RUNTIME_DLLS ${path})
+endforeach()
+file(COPY ${RUNTIME_DLLS} DESTINATION ${BIN})
+
+# Wine: one prefix for the whole tree, started once per test run.
+set(VKL_WINEPREFIX ${CMAKE_BINARY_DIR}/wineprefix)
+configure_file(cmake/wine-run.sh.in ${CMAKE_BINARY_DIR}/wine-run.sh @ONLY FILE_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE)
+configure_file(cmake/wineserver.sh.in ${CMAKE_BINARY_DIR}/wineserver.sh @ONLY FILE_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE)
+set(CMAKE_CROSSCOMPILING_EMULATOR ${CMAKE_BINARY_DIR}/wine-run.sh)
+add_test(NAME wine_start COMMAND ${CMAKE_BINARY_DIR}/wineserver.sh -p)
+add_test(NAME wine_stop COMMAND ${CMAKE_BINARY_DIR}/wineserver.sh -k)
+set_tests_properties(wine_start PROPERTIES FIXTURES_SETUP wine)
+set_tests_properties(wine_stop PROPERTIES FIXTURES_CLEANUP wine)
+
+function(vkl_wine_test name)
+  add_test(NAME ${name} COMMAND ${name} ${ARGN})
+  set_tests_properties(${name} PROPERTIES FIXTURES_REQUIRED wine WORKING_DIRECTORY ${BIN} TIMEOUT 900)
+endfunction()
+
+# The stateless helpers under test are compiled into the test program as well, since
+# the DLL does not export them.
+add_executable(linkdb_tests ${LINKDB_TESTS} ${CMAKE_SOURCE_DIR}/tests/linkdb/PathSplitOracleWin32.cpp
+  ${CMAKE_SOURCE_DIR}/LinkDB/PathSplit.cpp ${CMAKE_SOURCE_DIR}/LinkDB/Wildcard.cpp)
+target_include_directories(linkdb_tests PRIVATE ${CMAKE_SOURCE_DIR}/LinkDB)
+target_link_libraries(linkdb_tests PRIVATE VKLinkDB gtest_main)
+vkl_wine_test(linkdb_tests)
+
+file(GLOB UTILS_TESTS CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/tests/utils/*.cpp)
+if(UTILS_TESTS)
+  add_executable(utils_tests ${UTILS_TESTS})
+  target_link_libraries(utils_tests PRIVATE VKLinkDB gtest_main)
+  vkl_wine_test(utils_tests)
+endif()
+
+# A client built only from the published signatures, with no header of ours.
+add_executable(signature_client ${CMAKE_SOURCE_DIR}/tests/client/SignatureClient.cpp)
+target_link_libraries(signature_client PRIVATE VKLinkDB)
+vkl_wine_test(signature_client)
+
+add_executable(example_client ${CMAKE_SOURCE_DIR}/examples/ExampleClient.cpp)
+target_link_libraries(example_client PRIVATE VKLinkDB)
+
+file(GLOB BENCH_SOURCES CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/bench/*_bench.cpp)
+foreach(src ${BENCH_SOURCES})
+  get_filename_component(name ${src} NAME_WE)
+  add_executable(${name} ${src})
+  target_include_directories(${name} PRIVATE ${CMAKE_SOURCE_DIR}/bench)
+  target_link_libraries(${name} PRIVATE VKLinkDB psapi)
+endforeach()

@@ -1,0 +1,146 @@
+// Links: duplicates, persistence marks, array growth, deletion and enumeration.
+#include "TestSupport.h"
+
+using Peer = DatabaseTestPeer;
+
+TEST_F(DbTest, PersistentLinksAreMadeOncePerType) {
+  CVKUObject* a = Add("A", 4);
+  CVKUObject* b = Add("B", 4);
+  CVKUObject* v = Add("V", 4, 0);
+  EXPECT_EQ(1, a->LinkTo(b, 3, 0, 0, nullptr));
+  EXPECT_EQ(1, a->LinkTo(b, 3, 0, 0, nullptr));
+  EXPECT_EQ(1, a->LinkTo(b, 4, 0, 0, nullptr));
+  EXPECT_EQ(2u, Peer::Record(b)->dwLinksToCount);
+  // Links to a non-persistent object are never checked for duplicates.
+  EXPECT_EQ(1, a->LinkTo(v, 3, 0, 0, nullptr));
+  EXPECT_EQ(1, a->LinkTo(v, 3, 0, 0, nullptr));
+  EXPECT_EQ(2u, Peer::Record(v)->dwLinksToCount);
+  EXPECT_EQ(0, a->LinkTo(nullptr, 3, 0, 0, nullptr));
+  CVKUObject empty;
+  EXPECT_EQ(0, a->LinkTo(&empty, 3, 0, 0, nullptr));
+  EXPECT_EQ(0, empty.LinkTo(a, 3, 0, 0, nullptr));
+}
+
+TEST_F(DbTest, LinkArraysMoveToTheHeapFromTheThirdEntryInStepsOfTen) {
+  CVKUObject* hub = Add("HUB", 4);
+  std::vector<CVKUObject*> leaves;
+  for (int i = 0; i < 25; ++i) leaves.push_back(Add(("L" + std::to_string(i)).c_str(), 4));
+  DBObject* r = Peer::Record(hub);
+  uint32_t* previous = nullptr;
+  for (int i = 0; i < 25; ++i) {
+    ASSERT_EQ(1, hub->LinkTo(leaves[i], 5, 0, 0, nullptr));
+    uint32_t count = r->dwLinksFromCount & 0x3FFFFFFF;
+    bool onHeap = (r->dwLinksFromCount & 0x40000000) != 0;
+    EXPECT_EQ(static_cast<uint32_t>(i + 1), count);
+    EXPECT_EQ(i >= 2, onHeap) << "entry " << i + 1;
+    // On the heap the array moves only when a multiple of 10 is exceeded.
+    if (onHeap && i > 2) EXPECT_EQ(i % 10 == 0, r->pLinksFrom != previous) << "entry " << i + 1;
+    previous = r->pLinksFrom;
+    for (int j = 0; j <= i; ++j) EXPECT_EQ(static_cast<uint32_t>(j + 1), r->pLinksFrom[j]);
+  }
+  // Removal compacts in place, keeps the order and the heap bit.
+  CVKULink* link = nullptr;
+  unsigned long find = hub->FindFirstLinkFrom(0xFFFFFFFF, &link);
+  ASSERT_NE(0u, find);
+  hub->FindCloseLinkFrom(find);
+  EXPECT_EQ(1, link->Delete());
+  link->Release();
+  EXPECT_EQ(24u | 0x40000000u, r->dwLinksFromCount);
+  EXPECT_EQ(2u, r->pLinksFrom[0]);
+  EXPECT_EQ(25u, r->pLinksFrom[23]);
+}
+
+TEST_F(DbTest, DeletingALinkRemovesItFromBothEnds) {
+  CVKUObject* a = Add("A", 4);
+  CVKUObject* b = Add("B", 4);
+  ASSERT_EQ(1, a->LinkTo(b, 2, 0, 0, nullptr));
+  CVKULink* link = nullptr;
+  unsigned long find = b->FindFirstLinkTo(0xFFFFFFFF, &link);
+  ASSERT_NE(0u, find);
+  b->FindCloseLinkTo(find);
+  CVKULink copy = *link;
+  CVKUObject* source = link->GetSource();
+  ASSERT_NE(nullptr, source);
+  EXPECT_EQ(a->GetUniqueID(), source->GetUniqueID());
+  source->Release();
+  EXPECT_EQ(2u, link->GetType());
+  Peer::ClearDirty(db_);
+  EXPECT_EQ(1, link->Delete());
+  EXPECT_EQ(1u, Peer::Dirty(db_));
+  EXPECT_EQ(1, link->Delete());
+  EXPECT_EQ(0, copy.Delete());
+  EXPECT_EQ(0u, Peer::Record(a)->dwLinksFromCount);
+  EXPECT_EQ(0u, Peer::Record(b)->dwLinksToCount);
+  EXPECT_EQ(nullptr, link->GetSource());
+  link->Release();
+}
+
+TEST_F(DbTest, LinkEndsThatWereDeletedGiveNoHandle) {
+  CVKUObject* a = Add("A", 4);
+  CVKUObject* b = Add("B", 4);
+  ASSERT_EQ(1, a->LinkTo(b, 2, 0, 0, nullptr));
+  CVKULink* link = nullptr;
+  unsigned long find = a->FindFirstLinkFrom(2, &link);
+  ASSERT_NE(0u, find);
+  a->FindCloseLinkFrom(find);
+  ASSERT_EQ(1, b->Delete());
+  // The link itself went with b; its record (kept by the arena) still names the ends.
+  EXPECT_EQ(nullptr, link->GetTarget());
+  CVKUObject* source = link->GetSource();
+  ASSERT_NE(nullptr, source);
+  source->Release();
+  link->Release();
+}
+
+TEST_F(DbTest, EnumerationFiltersByTypeMaskAndFollowsTheLiveArray) {
+  CVKUObject* a = Add("A", 4);
+  std::vector<CVKUObject*> t;
+  for (int i = 0; i < 5; ++i) t.push_back(Add(("T" + std::to_string(i)).c_str(), 4));
+  unsigned long types[5] = {1, 2, 4, 2, 3};
+  for (int i = 0; i < 5; ++i) ASSERT_EQ(1, a->LinkTo(t[i], types[i], 0, 0, nullptr));
+
+  CVKULink* link = reinterpret_cast<CVKULink*>(1);
+  EXPECT_EQ(0u, a->FindFirstLinkFrom(0, &link));
+  EXPECT_EQ(reinterpret_cast<CVKULink*>(1), link);  // not written
+  EXPECT_EQ(0u, a->FindFirstLinkTo(0xFFFFFFFF, &link));
+
+  std::vector<unsigned long> seen;
+  unsigned long find = a->FindFirstLinkFrom(2, &link);
+  ASSERT_NE(0u, find);
+  do {
+    CVKUObject* target = link->GetTarget();
+    seen.push_back(target->GetUniqueID());
+    target->Release();
+    link->Release();
+  } while (a->FindNextLinkFrom(find, &link));
+  EXPECT_EQ((std::vector<unsigned long>{t[1]->GetUniqueID(), t[3]->GetUniqueID(), t[4]->GetUniqueID()}), seen);
+  EXPECT_EQ(0, a->FindNextLinkFrom(find, &link));  // stays at the end until closed
+  a->FindCloseLinkFrom(find);
+
+  // A link removed before the current index shifts the entries: one is skipped.
+  find = a->FindFirstLinkFrom(0xFFFFFFFF, &link);  // index 0
+  link->Release();
+  ASSERT_EQ(1, a->FindNextLinkFrom(find, &link));  // index 1
+  link->Release();
+  CVKULink* first = nullptr;
+  unsigned long other = a->FindFirstLinkFrom(1, &first);
+  a->FindCloseLinkFrom(other);
+  ASSERT_EQ(1, first->Delete());
+  first->Release();
+  ASSERT_EQ(1, a->FindNextLinkFrom(find, &link));  // index 2, now the fourth link
+  CVKUObject* target = link->GetTarget();
+  EXPECT_EQ(t[3]->GetUniqueID(), target->GetUniqueID());
+  target->Release();
+  link->Release();
+  a->FindCloseLinkFrom(find);
+}
+
+TEST_F(DbTest, DoesObjectLinkToMatchesSourceNameAndTypeMask) {
+  CVKUObject* app = Add("Setup.EXE", 0x2000);
+  CVKUObject* file = Add("F", 4);
+  ASSERT_EQ(1, app->LinkTo(file, 0, 0, 0, nullptr));
+  EXPECT_EQ(1, file->DoesObjectLinkTo(const_cast<char*>("SETUP.exe"), 0x2000));
+  EXPECT_EQ(0, file->DoesObjectLinkTo(const_cast<char*>("SETUP.exe"), 0x4));
+  EXPECT_EQ(0, file->DoesObjectLinkTo(const_cast<char*>("OTHER.EXE"), 0xFFFFFFFF));
+  EXPECT_EQ(0, app->DoesObjectLinkTo(const_cast<char*>("F"), 0xFFFFFFFF));  // incoming only
+}

@@ -1,0 +1,138 @@
+// Objects: names, data, flags, deletion and persistence.
+#include <string.h>
+#include "TestSupport.h"
+
+using Peer = DatabaseTestPeer;
+
+TEST_F(DbTest, NamesAreCutTo250AndCopiedOutWithinTheBuffer) {
+  std::string longName(300, 'q');
+  longName[249] = 'E';
+  CVKUObject* o = Add(longName.c_str(), 4);
+  EXPECT_EQ(longName.substr(0, 250), Name(o));
+  char small[10];
+  memset(small, '#', sizeof(small));
+  EXPECT_EQ(1, o->GetName(small, sizeof(small)));
+  EXPECT_EQ(std::string(9, 'q'), std::string(small));
+  EXPECT_EQ(0, o->GetName(small, 0));
+  CVKUObject* unnamed = Add(nullptr, 4);
+  EXPECT_EQ(0, unnamed->GetName(small, sizeof(small)));
+}
+
+TEST_F(DbTest, TypeTwoIsAlwaysPersistentAndMarksTheStoreDirty) {
+  Peer::ClearDirty(db_);
+  CVKUObject* t = Add("T", 2, 0);
+  EXPECT_EQ(1, t->IsPersistent());
+  EXPECT_EQ(1u, Peer::Dirty(db_));
+  Peer::ClearDirty(db_);
+  CVKUObject* v = Add("V", 4, 0);
+  EXPECT_EQ(0, v->IsPersistent());
+  EXPECT_EQ(0u, Peer::Dirty(db_));
+  // Flags are stored whole and do not dirty the store.
+  EXPECT_EQ(1, v->SetFlags(0xDEADBEEF));
+  EXPECT_EQ(0xDEADBEEFu, v->GetFlags());
+  EXPECT_EQ(0u, Peer::Dirty(db_));
+}
+
+TEST_F(DbTest, DataIsCopiedInAndOutWithinTheGivenSizes) {
+  unsigned char bytes[25];
+  for (int i = 0; i < 25; ++i) bytes[i] = static_cast<unsigned char>(100 + i);
+  CVKUObject* o = db_->AddObject(const_cast<char*>("D"), 4, 0, 25, bytes, 1);
+  owned_.push_back(o);
+  unsigned char out[40] = {0};
+  EXPECT_EQ(0, o->GetData(0, out));
+  EXPECT_EQ(1, o->GetData(40, out));
+  EXPECT_EQ(0, memcmp(out, bytes, 25));
+  FileData fd;
+  EXPECT_EQ(0, o->GetFileData(&fd));  // 25 bytes are not a FileData
+  EXPECT_EQ(0, o->GetFileData(nullptr));
+
+  // A smaller size reuses the buffer and reports the new size.
+  unsigned char* before = Peer::Record(o)->pData;
+  unsigned char four[4] = {1, 2, 3, 4};
+  EXPECT_EQ(1, o->SetData(4, four));
+  EXPECT_EQ(4u, o->GetDataSize());
+  EXPECT_EQ(before, Peer::Record(o)->pData);
+  memset(out, 0, sizeof(out));
+  EXPECT_EQ(1, o->GetData(40, out));
+  EXPECT_EQ(0, memcmp(out, four, 4));
+  EXPECT_EQ(0, out[4]);
+
+  // A block above 16,384 bytes cannot be kept, in AddObject or SetData.
+  std::vector<unsigned char> big(16385, 1);
+  EXPECT_EQ(nullptr, db_->AddObject(const_cast<char*>("BIG"), 4, 0, 16385, big.data(), 1));
+  EXPECT_EQ(0, o->SetData(16385, big.data()));
+  EXPECT_EQ(0u, o->GetDataSize());
+  EXPECT_EQ(0, o->GetData(40, out));
+  std::vector<unsigned char> max(16384, 9);
+  EXPECT_EQ(1, o->SetData(16384, max.data()));
+  EXPECT_EQ(16384u, o->GetDataSize());
+}
+
+TEST_F(DbTest, DeleteRemovesTheObjectAndEveryLinkAtIt) {
+  CVKUObject* a = Add("A", 4);
+  CVKUObject* b = Add("B", 4);
+  CVKUObject* c = Add("C", 4);
+  ASSERT_EQ(1, a->LinkTo(b, 5, 0, 0, nullptr));
+  ASSERT_EQ(1, b->LinkTo(c, 5, 0, 0, nullptr));
+  ASSERT_EQ(1, b->LinkTo(b, 6, 0, 0, nullptr));  // to itself
+  ASSERT_EQ(1, c->LinkTo(b, 7, 0, 0, nullptr));
+  CVKUObject second = *b;  // a second handle on the same record
+  Peer::ClearDirty(db_);
+  EXPECT_EQ(1, b->Delete());
+  EXPECT_EQ(1u, Peer::Dirty(db_));
+  EXPECT_EQ(1, b->Delete());  // the handle is empty now
+  EXPECT_EQ(0u, b->GetUniqueID());
+  EXPECT_EQ(0, second.Delete());  // the record is gone
+  EXPECT_EQ(nullptr, Peer::LookupObject(db_, 3));
+  EXPECT_EQ(0u, Peer::Record(a)->dwLinksFromCount & 0x3FFFFFFF);
+  EXPECT_EQ(0u, Peer::Record(c)->dwLinksToCount & 0x3FFFFFFF);
+  EXPECT_EQ(0u, Peer::Record(c)->dwLinksFromCount & 0x3FFFFFFF);
+  for (unsigned long id = 1; id <= 4; ++id) EXPECT_EQ(nullptr, Peer::LookupLink(db_, id)) << id;
+}
+
+TEST_F(DbTest, PersistenceIsDemotedWhollyButPromotedOnlyTowardsPersistentEnds) {
+  CVKUObject* app = Add("APP", 4);
+  CVKUObject* kept = Add("KEPT", 4);
+  CVKUObject* temp = Add("TEMP", 4, 0);
+  ASSERT_EQ(1, app->LinkTo(kept, 9, 0, 0, nullptr));
+  ASSERT_EQ(1, app->LinkTo(temp, 9, 0, 0, nullptr));
+  DBObject* rApp = Peer::Record(app);
+  EXPECT_EQ(1u, rApp->pLinksFrom[0]);
+  EXPECT_EQ(2u | 0x40000000u, rApp->pLinksFrom[1]);
+  EXPECT_EQ(2u | 0x40000000u, Peer::Record(temp)->pLinksTo[0]);
+
+  EXPECT_EQ(1, app->MakeUnpersistent());
+  EXPECT_EQ(0, app->IsPersistent());
+  EXPECT_EQ(1u | 0x40000000u, rApp->pLinksFrom[0]);
+  EXPECT_EQ(1u | 0x40000000u, Peer::Record(kept)->pLinksTo[0]);
+  EXPECT_EQ(0, Peer::LookupLink(db_, 1)->bPersistent);
+
+  EXPECT_EQ(1, app->MakePersistent());
+  EXPECT_EQ(1u, rApp->pLinksFrom[0]);
+  EXPECT_EQ(1u, Peer::Record(kept)->pLinksTo[0]);
+  EXPECT_EQ(1, Peer::LookupLink(db_, 1)->bPersistent);
+  EXPECT_EQ(2u | 0x40000000u, rApp->pLinksFrom[1]);  // its other end is not persistent
+  EXPECT_EQ(0, Peer::LookupLink(db_, 2)->bPersistent);
+
+  CVKUObject empty;
+  EXPECT_EQ(0, empty.MakePersistent());
+  EXPECT_EQ(1, empty.MakeUnpersistent());
+}
+
+TEST_F(DbTest, RenamedObjectsStayInTheNameBucketTheyWereIndexedIn) {
+  CVKUObject* drive = Add("C:", 1);
+  CVKUObject* dir = Add("OLDNAME", 4);
+  Parent(drive, dir);
+  EXPECT_EQ(1, dir->SetName(const_cast<char*>("NEWER_AND_LONGER")));
+  EXPECT_EQ("NEWER_AND_LONGER", Name(dir));
+  EXPECT_EQ("C:\\NEWER_AND_LONGER", FullPath(dir));  // the parent walk sees the new name
+  EXPECT_EQ(nullptr, Find("C:\\NEWER_AND_LONGER"));    // the index does not
+  EXPECT_EQ(nullptr, Find("C:\\OLDNAME"));
+  EXPECT_TRUE(Peer::InNameBucket(db_, ExpectedNameHash("OLDNAME"), dir->GetUniqueID()));
+  // A shorter name is written over the old one in place.
+  char* before = Peer::Record(dir)->pszName;
+  EXPECT_EQ(1, dir->SetName(const_cast<char*>("SHORT")));
+  EXPECT_EQ(before, Peer::Record(dir)->pszName);
+  Reopen();  // the reload indexes the current name
+  EXPECT_NE(nullptr, Find("C:\\SHORT"));
+}

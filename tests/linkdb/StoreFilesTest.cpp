@@ -1,0 +1,266 @@
+// What obj.dat and link.dat hold, byte for byte, and what survives a reload.
+#include <string.h>
+#include "TestSupport.h"
+
+using Peer = DatabaseTestPeer;
+using Bytes = std::vector<unsigned char>;
+
+namespace {
+
+void U32(Bytes& b, uint32_t v) {
+  for (int i = 0; i < 4; ++i) b.push_back(static_cast<unsigned char>(v >> (8 * i)));
+}
+void U16(Bytes& b, uint16_t v) {
+  b.push_back(static_cast<unsigned char>(v));
+  b.push_back(static_cast<unsigned char>(v >> 8));
+}
+Bytes Header(uint32_t mark = 1) {
+  Bytes b;
+  U32(b, 4100);
+  U32(b, mark);
+  return b;
+}
+// One obj.dat entry as the writer lays it out (pointer slots zero).
+void ObjectEntry(Bytes& b, uint32_t id, uint32_t type, uint32_t flags, const std::string& name,
+                 const std::vector<uint32_t>& from, const std::vector<uint32_t>& to, const Bytes& data) {
+  U32(b, 0);
+  U32(b, 0);
+  U32(b, id);
+  U32(b, type);
+  U32(b, flags);
+  U32(b, static_cast<uint32_t>(from.size()));
+  U32(b, 0);
+  U32(b, static_cast<uint32_t>(to.size()));
+  U32(b, 0);
+  b.push_back(1);
+  U32(b, static_cast<uint32_t>(data.size()));
+  U32(b, 0);
+  U16(b, static_cast<uint16_t>(name.size()));
+  b.insert(b.end(), name.begin(), name.end());
+  for (uint32_t e : from) U32(b, e);
+  for (uint32_t e : to) U32(b, e);
+  b.insert(b.end(), data.begin(), data.end());
+}
+void LinkRecord(Bytes& b, uint32_t id, uint32_t source, uint32_t target, uint32_t type) {
+  U32(b, 0);
+  U32(b, id);
+  U32(b, source);
+  U32(b, target);
+  U32(b, type);
+  b.push_back(1);
+}
+
+}  // namespace
+
+TEST_F(DbTest, StoreFilesAreWrittenByteForByte) {
+  CVKUObject* drive = Add("C:", 1);
+  unsigned char data[3] = {0xAA, 0xBB, 0xCC};
+  CVKUObject* file = db_->AddObject(const_cast<char*>("a.exe"), 4, 0x80000007, 3, data, 1);
+  owned_.push_back(file);
+  CVKUObject* temp = Add("TEMP", 4, 0);
+  Parent(drive, file);                                // link 1
+  ASSERT_EQ(1, drive->LinkTo(temp, 1, 0, 0, nullptr));  // link 2, not persistent
+  db_->Flush();
+
+  // Newest first: the non-persistent object is skipped, the root has no links.
+  Bytes obj = Header();
+  ObjectEntry(obj, 3, 4, 0x80000007, "a.exe", {}, {1}, {0xAA, 0xBB, 0xCC});
+  ObjectEntry(obj, 2, 1, 0, "C:", {1}, {}, {});
+  EXPECT_EQ(obj, ReadFile("obj.dat"));
+  Bytes link = Header();
+  LinkRecord(link, 1, 2, 3, 1);
+  EXPECT_EQ(link, ReadFile("link.dat"));
+
+  // The same database always writes the same bytes.
+  db_->Flush();
+  EXPECT_EQ(obj, ReadFile("obj.dat"));
+}
+
+TEST_F(DbTest, ReloadKeepsIdsNamesDataAndLinksInReverseOrder) {
+  CVKUObject* drive = Add("C:", 1);
+  CVKUObject* dir = Add("WINDOWS", 4);
+  unsigned char data[24];
+  for (int i = 0; i < 24; ++i) data[i] = static_cast<unsigned char>(i * 7);
+  CVKUObject* file = db_->AddObject(const_cast<char*>("NOTEPAD.EXE"), 4, 0x40000003, 24, data, 1);
+  owned_.push_back(file);
+  Parent(drive, dir);
+  Parent(dir, file);
+  ASSERT_EQ(1, file->LinkTo(dir, 0x100, 0, 0, nullptr));
+  Reopen();
+
+  EXPECT_EQ(4u, Peer::LastObjectID(db_));
+  EXPECT_EQ(3u, Peer::LastLinkID(db_));
+  CVKUObject* again = Find("c:\\windows\\notepad.exe");
+  ASSERT_NE(nullptr, again);
+  EXPECT_EQ(4u, again->GetUniqueID());
+  EXPECT_EQ(3u, again->GetFlags());  // the run-time marks (bits 30, 31) are cleared
+  FileData fd;
+  ASSERT_EQ(1, again->GetFileData(&fd));
+  EXPECT_EQ(0, memcmp(fd.abData, data, 24));
+  EXPECT_EQ("C:\\WINDOWS\\NOTEPAD.EXE", FullPath(again));
+  // Objects were written newest first and are loaded by pushing at the head.
+  DBObject* first = Peer::FirstObject(db_);
+  ASSERT_NE(nullptr, first);
+  EXPECT_EQ(2u, first->dwID);
+  EXPECT_EQ(1u, Peer::FirstLink(db_)->dwID);
+  // The next id continues after the highest one loaded.
+  EXPECT_EQ(5u, Add("X", 4)->GetUniqueID());
+  // The root was unlinked, so it was not written.
+  EXPECT_EQ(nullptr, db_->GetRootObject());
+}
+
+TEST_F(DbTest, ObjectsWithoutSavedLinksAreNotKept) {
+  CVKUObject* a = Add("A", 4);
+  CVKUObject* b = Add("B", 4);
+  CVKUObject* lone = Add("LONE", 4);
+  CVKUObject* volatileObj = Add("V", 4, 0);
+  Parent(a, b);
+  ASSERT_EQ(1, lone->LinkTo(volatileObj, 3, 0, 0, nullptr));
+  unsigned long loneId = lone->GetUniqueID();
+  Reopen();
+  EXPECT_EQ(nullptr, Peer::LookupObject(db_, loneId));
+  EXPECT_NE(nullptr, Peer::LookupObject(db_, 2));
+  EXPECT_NE(nullptr, Peer::LookupObject(db_, 3));
+  // Ids of objects that were not saved are handed out again.
+  EXPECT_EQ(4u, Add("N", 4)->GetUniqueID());
+}
+
+TEST_F(DbTest, ARootOnlyDatabaseWritesNothing) {
+  CVKUObject* root = db_->GetRootObject();
+  ASSERT_NE(nullptr, root);
+  EXPECT_EQ(1u, root->GetUniqueID());
+  EXPECT_EQ(1, root->IsPersistent());
+  root->Release();
+  Reopen();
+  EXPECT_FALSE(FileExists("obj.dat"));
+  EXPECT_FALSE(FileExists("link.dat"));
+}
+
+TEST_F(DbTest, SaveFlagDecidesWhetherTheDestructorWrites) {
+  CVKUObject* a = Add("A", 4);
+  CVKUObject* b = Add("B", 4);
+  Parent(a, b);
+  EXPECT_EQ(1u, Peer::Dirty(db_));
+  db_->SetSaveFlag(0);
+  Reopen();
+  EXPECT_FALSE(FileExists("obj.dat"));
+  EXPECT_EQ(1u, Peer::LastObjectID(db_));
+}
+
+TEST_F(DbTest, AnIncompleteOrForeignStoreIsIgnoredWhole) {
+  CVKUObject* a = Add("A", 4);
+  CVKUObject* b = Add("B", 4);
+  Parent(a, b);
+  db_->Flush();
+  Bytes obj = ReadFile("obj.dat"), link = ReadFile("link.dat");
+  ASSERT_GT(obj.size(), 8u);
+
+  struct Case {
+    const char* what;
+    Bytes obj, link;
+    bool writeLink;
+  };
+  Bytes unmarked = obj;
+  unmarked[4] = 0;
+  Bytes wrongTag = link;
+  wrongTag[0] = 5;
+  std::vector<Case> cases = {{"mark 0", unmarked, link, true},
+                             {"wrong tag", obj, wrongTag, true},
+                             {"link.dat missing", obj, {}, false},
+                             {"header cut short", Bytes(obj.begin(), obj.begin() + 6), link, true}};
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.what);
+    Discard();
+    remove(FilePath("link.dat").c_str());
+    WriteFile("obj.dat", c.obj);
+    if (c.writeLink) WriteFile("link.dat", c.link);
+    db_ = AttachDatabase(const_cast<char*>(dir_.c_str()));
+    ASSERT_NE(nullptr, db_);
+    EXPECT_EQ(1u, Peer::LastObjectID(db_));
+    EXPECT_EQ(0u, Peer::LastLinkID(db_));
+    CVKUObject* root = db_->GetRootObject();
+    ASSERT_NE(nullptr, root);
+    root->Release();
+    EXPECT_EQ(c.obj, ReadFile("obj.dat"));  // left as it was until the next Flush
+  }
+}
+
+TEST_F(DbTest, MalformedStoresLoadWhatTheyCanAndNeverReadPastTheEnd) {
+  Bytes link = Header();
+  LinkRecord(link, 9, 2, 3, 1);
+  link.resize(link.size() + 10);  // a partial record at the end is dropped
+
+  struct Case {
+    const char* what;
+    Bytes obj;
+    uint32_t lastId;            // expected highest id loaded
+    std::vector<uint32_t> ids;  // objects that must be there
+  };
+  std::vector<Case> cases;
+  {
+    Bytes b = Header();
+    ObjectEntry(b, 2, 1, 0, "C:", {9}, {}, {});
+    ObjectEntry(b, 3, 4, 0, "X", {}, {9}, {1, 2, 3});
+    b.resize(b.size() - 1);  // the data of the second entry runs past the end
+    cases.push_back({"truncated data", b, 2, {2}});
+  }
+  {
+    Bytes b = Header();
+    ObjectEntry(b, 2, 1, 0, "C:", {9}, {}, {});
+    ObjectEntry(b, 5, 4, 0, "Y", {}, {9}, {});
+    b[8 + 45 + 2 + 2 + 4 + 20] = 0xFF;  // second entry's outgoing count: far past the end
+    b[8 + 45 + 2 + 2 + 4 + 23] = 0x3F;
+    cases.push_back({"count past the end", b, 2, {2}});
+  }
+  {
+    Bytes b = Header();
+    ObjectEntry(b, 2, 1, 0, "C:", {9}, {}, {});
+    Bytes big(20000, 0x5A);  // more than one arena piece: the data is dropped
+    ObjectEntry(b, 3, 4, 0, std::string(300, 'n'), {}, {9, 0xFFFFFFFF, 0}, big);
+    ObjectEntry(b, 0xFFFFFFFF, 4, 0xC0000000, "", {0x7FFFFFFF}, {}, {});
+    cases.push_back({"huge data, odd ids and entries", b, 0xFFFFFFFF, {2, 3, 0xFFFFFFFF}});
+  }
+  {
+    Bytes b = Header();
+    ObjectEntry(b, 2, 1, 0, "C:", {9}, {}, {});
+    Bytes tail(44, 0x11);  // less than a fixed part
+    b.insert(b.end(), tail.begin(), tail.end());
+    cases.push_back({"partial fixed part", b, 2, {2}});
+  }
+  {
+    Bytes b = Header();
+    ObjectEntry(b, 2, 1, 0, "C:", {9}, {}, {});
+    ObjectEntry(b, 3, 4, 0, "Z", {}, {9}, {});
+    b[8 + 45 + 2 + 2 + 4 + 45] = 0xFF;  // second entry's name length runs past the end
+    b[8 + 45 + 2 + 2 + 4 + 46] = 0xFF;
+    cases.push_back({"name past the end", b, 2, {2}});
+  }
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.what);
+    Discard();
+    WriteFile("obj.dat", c.obj);
+    WriteFile("link.dat", link);
+    db_ = AttachDatabase(const_cast<char*>(dir_.c_str()));
+    ASSERT_NE(nullptr, db_);
+    EXPECT_EQ(c.lastId, Peer::LastObjectID(db_));
+    EXPECT_EQ(9u, Peer::LastLinkID(db_));
+    for (uint32_t id : c.ids) EXPECT_NE(nullptr, Peer::LookupObject(db_, id)) << id;
+    // Whatever was loaded can be walked, queried, changed and written again.
+    for (DBObject* o = Peer::FirstObject(db_); o; o = o->pNext) {
+      char path[260];
+      db_->SafeGetFullPath(o, path, 0);
+      EXPECT_EQ(0u, o->dwFlags & 0xC0000000u);
+      if (o->dwDataSize) EXPECT_NE(nullptr, o->pData);
+    }
+    CVKUObject* x = db_->GetObjectByPath(const_cast<char*>("C:\\X"));
+    if (x) {
+      Dependencies(x);  // walks whatever links the store named
+      x->Release();
+    }
+    CVKUObject* extra = Add("NEW", 4);
+    CVKUObject* drive = Find("C:");
+    if (drive) Parent(drive, extra);
+    db_->Flush();
+    Reopen();
+  }
+}

@@ -1,0 +1,117 @@
+#include "TestSupport.h"
+#include <stdio.h>
+#include <filesystem>
+#include <atomic>
+
+namespace fs = std::filesystem;
+
+uint32_t ExpectedNameHash(const std::string& name) {
+  int32_t h = 0;
+  for (char ch : name) {
+    signed char c = static_cast<signed char>(ch);
+    if (c >= 'a' && c <= 'z') c = static_cast<signed char>(c - 32);
+    h = static_cast<int32_t>(static_cast<uint32_t>(h) << 2) ^ static_cast<int32_t>(c);
+  }
+  return static_cast<uint32_t>(h) & 0x3FFF;
+}
+
+void DbTest::SetUp() {
+  static std::atomic<int> counter{0};
+  fs::path p = fs::temp_directory_path() /
+               ("vkl_" + std::to_string(::testing::UnitTest::GetInstance()->random_seed()) + "_" +
+                std::to_string(counter++) + "_" + ::testing::UnitTest::GetInstance()->current_test_info()->name());
+  fs::remove_all(p);
+  fs::create_directories(p);
+  dir_ = p.string();
+  db_ = AttachDatabase(const_cast<char*>(dir_.c_str()));
+  ASSERT_NE(nullptr, db_);
+}
+
+void DbTest::TearDown() {
+  Discard();
+  std::error_code ec;
+  fs::remove_all(dir_, ec);
+}
+
+void DbTest::Discard() {
+  for (CVKUObject* o : owned_) o->Release();
+  owned_.clear();
+  if (db_) {
+    db_->SetSaveFlag(0);
+    delete db_;
+    db_ = nullptr;
+  }
+}
+
+void DbTest::Reopen() {
+  for (CVKUObject* o : owned_) o->Release();
+  owned_.clear();
+  delete db_;
+  db_ = AttachDatabase(const_cast<char*>(dir_.c_str()));
+  ASSERT_NE(nullptr, db_);
+}
+
+std::string DbTest::FilePath(const char* name) const { return (fs::path(dir_) / name).string(); }
+
+std::vector<unsigned char> DbTest::ReadFile(const char* name) const {
+  std::vector<unsigned char> out;
+  FILE* f = fopen(FilePath(name).c_str(), "rb");
+  if (!f) return out;
+  int c;
+  while ((c = fgetc(f)) != EOF) out.push_back(static_cast<unsigned char>(c));
+  fclose(f);
+  return out;
+}
+
+void DbTest::WriteFile(const char* name, const std::vector<unsigned char>& bytes) const {
+  FILE* f = fopen(FilePath(name).c_str(), "wb");
+  ASSERT_NE(nullptr, f);
+  if (!bytes.empty()) fwrite(bytes.data(), 1, bytes.size(), f);
+  fclose(f);
+}
+
+bool DbTest::FileExists(const char* name) const { return fs::exists(FilePath(name)); }
+
+CVKUObject* DbTest::Add(const char* name, unsigned long type, int persistent) {
+  CVKUObject* o = db_->AddObject(const_cast<char*>(name), type, 0, 0, nullptr, persistent);
+  EXPECT_NE(nullptr, o);
+  if (o) owned_.push_back(o);
+  return o;
+}
+
+std::string DbTest::FullPath(CVKUObject* o) {
+  char buffer[260] = "";
+  if (!o->GetFullPath(buffer)) return "<none>";
+  return buffer;
+}
+
+std::string DbTest::Name(CVKUObject* o) {
+  char buffer[300] = "";
+  if (!o->GetName(buffer, sizeof(buffer))) return "<none>";
+  return buffer;
+}
+
+static std::vector<unsigned long> Collect(CVKUObject* o, bool backwards) {
+  std::vector<unsigned long> ids;
+  CVKUObject* found = nullptr;
+  double weight = 0;
+  unsigned long find = backwards ? o->FindFirstReferencingApp(&found, &weight) : o->FindFirstDependentObject(&found, &weight);
+  if (!find) return ids;
+  do {
+    EXPECT_EQ(1.0, weight);
+    ids.push_back(found->GetUniqueID());
+    found->Release();
+    weight = 0;
+  } while (o->FindNextDependentObject(find, &found, &weight));
+  o->FindCloseDependentObject(find);
+  return ids;
+}
+
+std::vector<unsigned long> DbTest::Dependencies(CVKUObject* o) { return Collect(o, false); }
+std::vector<unsigned long> DbTest::ReferencingApps(CVKUObject* o) { return Collect(o, true); }
+
+CVKUObject* DbTest::Find(const char* path) {
+  CVKUObject* o = db_->GetObjectByPath(const_cast<char*>(path));
+  if (o) owned_.push_back(o);
+  return o;
+}

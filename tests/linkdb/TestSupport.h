@@ -1,0 +1,67 @@
+// Shared fixture of the link-database tests: a fresh shared database in a temporary
+// directory of its own, reopened on demand, and a peer that reaches private members.
+#ifndef VKLINKDB_TESTSUPPORT_H
+#define VKLINKDB_TESTSUPPORT_H
+
+#include <gtest/gtest.h>
+#include <stdint.h>
+#include <string>
+#include <vector>
+#include "VKLinkDB.h"
+
+struct DatabaseTestPeer {
+  static void* DoMalloc(CVKUDatabase* db, unsigned long n) { return db->DoMalloc(n); }
+  static int ObjectInUse(CVKUDatabase* db, unsigned long id) { return db->ObjectInUse(id); }
+  static int LinkInUse(CVKUDatabase* db, unsigned long id) { return db->LinkInUse(id); }
+  static DBObject* LookupObject(CVKUDatabase* db, unsigned long id) { return db->LookupObject(id); }
+  static DBLink* LookupLink(CVKUDatabase* db, unsigned long id) { return db->LookupLink(id); }
+  static DBObject* Record(CVKUObject* h) { return h->m_pObject; }
+  static DBLink* Record(CVKULink* h) { return h->m_pLink; }
+  static unsigned long Dirty(CVKUDatabase* db) { return db->m_bDirty; }
+  static void ClearDirty(CVKUDatabase* db) { db->m_bDirty = 0; }
+  static uint32_t LastObjectID(CVKUDatabase* db) { return db->m_dwLastObjectID; }
+  static uint32_t LastLinkID(CVKUDatabase* db) { return db->m_dwLastLinkID; }
+  static const char* ObjFile(CVKUDatabase* db) { return db->m_szObjFile; }
+  static DBObject* FirstObject(CVKUDatabase* db) { return db->m_pObjects; }
+  static DBLink* FirstLink(CVKUDatabase* db) { return db->m_pLinks; }
+  static int HasCorrectPath(CVKUDatabase* db, DBObject* o, char* path) { return db->DoesObjectHaveCorrectPath(o, path); }
+  // Whether the name bucket `bucket` holds a node for the object with this id.
+  static bool InNameBucket(CVKUDatabase* db, uint32_t bucket, uint32_t id);
+  static bool InIdIndex(CVKUDatabase* db, uint32_t id) { return db->LookupObject(id) != nullptr; }
+};
+
+// The name hash as the database defines it, written out again independently.
+uint32_t ExpectedNameHash(const std::string& name);
+
+class DbTest : public ::testing::Test {
+ protected:
+  void SetUp() override;
+  void TearDown() override;
+
+  // Destroys the database (writing the store as its destructor does) and attaches it
+  // again from the same directory.
+  void Reopen();
+  // Destroys the database without writing anything.
+  void Discard();
+  std::string FilePath(const char* name) const;
+  std::vector<unsigned char> ReadFile(const char* name) const;
+  void WriteFile(const char* name, const std::vector<unsigned char>& bytes) const;
+  bool FileExists(const char* name) const;
+
+  // Objects made persistent (type given) and owned by the fixture.
+  CVKUObject* Add(const char* name, unsigned long type, int persistent = 1);
+  // A parent link (type 1) from parent to child.
+  void Parent(CVKUObject* parent, CVKUObject* child) { ASSERT_EQ(1, parent->LinkTo(child, 1, 0, 0, nullptr)); }
+  std::string FullPath(CVKUObject* o);
+  std::string Name(CVKUObject* o);
+  // Ids of the objects a query returns, in order; the handles are released.
+  std::vector<unsigned long> Dependencies(CVKUObject* o);
+  std::vector<unsigned long> ReferencingApps(CVKUObject* o);
+  CVKUObject* Find(const char* path);  // GetObjectByPath, owned by the fixture
+
+  std::string dir_;
+  CVKUDatabase* db_ = nullptr;
+  std::vector<CVKUObject*> owned_;
+};
+
+#endif

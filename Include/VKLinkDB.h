@@ -161,6 +161,8 @@ class VKLINKDB_API CVKUDatabase {
   unsigned long m_bDirty;
   unsigned long m_bLocked;
   unsigned long m_bSave;
+  // Private to the library: the accelerator of name lookups (see NameDirectory.h).
+  void* m_pNameDirectory;
 };
 
 // A reference-counted handle on one object record. Every operation works on the

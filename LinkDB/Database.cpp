@@ -51,6 +51,7 @@ CVKUDatabase::CVKUDatabase() {
   m_bSave = 1;
   m_bDirty = 0;
   m_bLocked = 0;
+  m_pNameDirectory = new (std::nothrow) NameDirectory;
 }
 
 static void FreeHeapArray(uint32_t count, uint32_t* array) {
@@ -83,14 +84,22 @@ CVKUDatabase::~CVKUDatabase() {
   }
   m_pArena = nullptr;
 
+  delete static_cast<NameDirectory*>(m_pNameDirectory);
+  m_pNameDirectory = nullptr;
   EndOpenSearches();
   g_pSharedDB = nullptr;
   if (m_hMutex) MutexClose(m_hMutex);
 }
 
 CVKUDatabase& CVKUDatabase::operator=(const CVKUDatabase& other) {
-  // A shallow copy: both objects share the mutex and the arena afterwards.
-  if (this != &other) memcpy(static_cast<void*>(this), static_cast<const void*>(&other), sizeof(*this));
+  // A shallow copy: both objects share the mutex, the arena and the index nodes
+  // afterwards. Changes through either one would no longer be mirrored in the other's
+  // name directory, so both fall back to walking the name buckets.
+  if (this == &other) return *this;
+  delete static_cast<NameDirectory*>(m_pNameDirectory);
+  memcpy(static_cast<void*>(this), static_cast<const void*>(&other), sizeof(*this));
+  m_pNameDirectory = nullptr;
+  if (other.m_pNameDirectory) static_cast<NameDirectory*>(other.m_pNameDirectory)->Invalidate();
   return *this;
 }
 
@@ -140,9 +149,10 @@ void CVKUDatabase::IndexObject(DBObject* object) {
     IndexNode* byName = static_cast<IndexNode*>(DoMalloc(sizeof(IndexNode)));
     if (!byName) return;
     byName->pRecord = object;
-    IndexNode** nameBucket = &m_NameIndex[NameHash(object->pszName)];
-    byName->pNext = *nameBucket;
-    *nameBucket = byName;
+    uint32_t bucket = NameHash(object->pszName);
+    byName->pNext = m_NameIndex[bucket];
+    m_NameIndex[bucket] = byName;
+    if (NameDirectory* d = DatabaseInternals::Directory(this)) d->Added(byName, bucket, object->pszName);
   }
 }
 
@@ -173,22 +183,32 @@ int CVKUDatabase::LinkInUse(unsigned long id) {
   return 0;
 }
 
-DBObject* CVKUDatabase::LookupObject(unsigned long id) {
-  MutexGuard lock(m_hMutex);
-  for (IndexNode* n = m_ObjectIndex[id & (kObjectBuckets - 1)]; n; n = n->pNext) {
+DBObject* DatabaseInternals::FindObject(CVKUDatabase* db, uint32_t id) {
+  for (IndexNode* n = db->m_ObjectIndex[id & (kObjectBuckets - 1)]; n; n = n->pNext) {
     DBObject* o = static_cast<DBObject*>(n->pRecord);
     if (o->dwID == id) return o;
   }
   return nullptr;
 }
 
-DBLink* CVKUDatabase::LookupLink(unsigned long id) {
-  MutexGuard lock(m_hMutex);
-  for (IndexNode* n = m_LinkIndex[id & (kLinkBuckets - 1)]; n; n = n->pNext) {
+DBLink* DatabaseInternals::FindLink(CVKUDatabase* db, uint32_t id) {
+  for (IndexNode* n = db->m_LinkIndex[id & (kLinkBuckets - 1)]; n; n = n->pNext) {
     DBLink* l = static_cast<DBLink*>(n->pRecord);
     if (l->dwID == id) return l;
   }
   return nullptr;
+}
+
+DBObject* CVKUDatabase::LookupObject(unsigned long id) {
+  if (id > 0xFFFFFFFFul) return nullptr;
+  MutexGuard lock(m_hMutex);
+  return DatabaseInternals::FindObject(this, static_cast<uint32_t>(id));
+}
+
+DBLink* CVKUDatabase::LookupLink(unsigned long id) {
+  if (id > 0xFFFFFFFFul) return nullptr;
+  MutexGuard lock(m_hMutex);
+  return DatabaseInternals::FindLink(this, static_cast<uint32_t>(id));
 }
 
 extern "C" CVKUDatabase* AttachDatabase(char* directory) {

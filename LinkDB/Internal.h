@@ -6,6 +6,7 @@
 
 #include <stddef.h>
 #include <stdint.h>
+#include "NameDirectory.h"
 #include "Platform.h"
 #include "VKLinkDB.h"
 
@@ -92,6 +93,15 @@ struct DatabaseInternals {
 
   static CVKUObject* NewObjectHandle(DBObject* record);
   static CVKULink* NewLinkHandle(DBLink* record);
+  // Lookups by id for callers that already hold the mutex.
+  static DBObject* FindObject(CVKUDatabase* db, uint32_t id);
+  static DBLink* FindLink(CVKUDatabase* db, uint32_t id);
+  static vkl::NameDirectory* Directory(CVKUDatabase* db) {
+    vkl::NameDirectory* d = static_cast<vkl::NameDirectory*>(db->m_pNameDirectory);
+    return d && d->Valid() ? d : nullptr;
+  }
+  static IndexNode* NameBucket(CVKUDatabase* db, uint32_t bucket) { return db->m_NameIndex[bucket]; }
+
   static void* Carve(CVKUDatabase* db, unsigned long size) { return db->DoMalloc(size); }
 
   // Store loading (StoreLoader.cpp): the lone root of a fresh database, and the

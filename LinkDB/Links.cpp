@@ -50,10 +50,10 @@ int CVKUDatabase::DeleteLink(unsigned long id, int fromSource, int fromTarget) {
   if (!l) return 0;
   *at = l->pNext;
   if (fromSource) {
-    if (DBObject* s = LookupObject(l->dwSource)) RemoveLinkEntries(&s->dwLinksFromCount, s->pLinksFrom, l->dwID);
+    if (DBObject* s = DatabaseInternals::FindObject(this, l->dwSource)) RemoveLinkEntries(&s->dwLinksFromCount, s->pLinksFrom, l->dwID);
   }
   if (fromTarget) {
-    if (DBObject* t = LookupObject(l->dwTarget)) RemoveLinkEntries(&t->dwLinksToCount, t->pLinksTo, l->dwID);
+    if (DBObject* t = DatabaseInternals::FindObject(this, l->dwTarget)) RemoveLinkEntries(&t->dwLinksToCount, t->pLinksTo, l->dwID);
   }
   if (l->bPersistent) DatabaseInternals::MarkSharedDirty();
   DoFree(l);
@@ -72,7 +72,7 @@ int CVKUObject::LinkTo(CVKUObject* target, unsigned long type, unsigned long a, 
   if (persistent) {
     // An equal persistent link (same type, same source) is not made twice.
     for (uint32_t i = 0; i < (other->dwLinksToCount & VKU_ENTRY_ID_MASK); ++i) {
-      DBLink* l = db->LookupLink(other->pLinksTo[i] & VKU_ENTRY_ID_MASK);
+      DBLink* l = DatabaseInternals::FindLink(db, other->pLinksTo[i] & VKU_ENTRY_ID_MASK);
       if (l && l->dwType == type && l->dwSource == self->dwID) return 1;
     }
   }
@@ -87,10 +87,11 @@ int CVKUObject::LinkTo(CVKUObject* target, unsigned long type, unsigned long a, 
 namespace {
 
 // One step of a link enumeration over an array, from index `from`: the index of the
-// first entry whose link shares a bit with mask, or -1.
+// first entry whose link shares a bit with mask, or -1. The caller holds the mutex.
 long NextMatch(const uint32_t* entries, uint32_t count, uint32_t from, uint32_t mask, DBLink** found) {
+  if (!g_pSharedDB) return -1;
   for (uint32_t i = from; i < count; ++i) {
-    DBLink* l = DatabaseInternals::LookupLink(entries[i] & VKU_ENTRY_ID_MASK);
+    DBLink* l = DatabaseInternals::FindLink(g_pSharedDB, entries[i] & VKU_ENTRY_ID_MASK);
     if (l && (l->dwType & mask)) {
       *found = l;
       return static_cast<long>(i);
@@ -191,14 +192,14 @@ unsigned long CVKULink::Release() {
 CVKUObject* CVKULink::GetSource() {
   if (!m_pLink) return nullptr;
   MutexGuard lock(DatabaseInternals::SharedMutex());
-  DBObject* o = DatabaseInternals::LookupObject(m_pLink->dwSource);
+  DBObject* o = g_pSharedDB ? DatabaseInternals::FindObject(g_pSharedDB, m_pLink->dwSource) : nullptr;
   return o ? NewObjectHandle(o) : nullptr;
 }
 
 CVKUObject* CVKULink::GetTarget() {
   if (!m_pLink) return nullptr;
   MutexGuard lock(DatabaseInternals::SharedMutex());
-  DBObject* o = DatabaseInternals::LookupObject(m_pLink->dwTarget);
+  DBObject* o = g_pSharedDB ? DatabaseInternals::FindObject(g_pSharedDB, m_pLink->dwTarget) : nullptr;
   return o ? NewObjectHandle(o) : nullptr;
 }
 

@@ -13,10 +13,13 @@ enum : uint32_t { kTypeDrive = 1, kTypeTree2 = 2, kTypeTree4 = 4, kTypeHive = 8,
                   kTypeKey32 = 32, kTypeVFile = 0x1000 };
 
 // The source of the i-th incoming link of o if that link is a parent link, else null.
+// The path code runs with the mutex held by its caller.
 DBObject* ParentAt(DBObject* o, uint32_t i) {
-  DBLink* l = DatabaseInternals::LookupLink(o->pLinksTo[i] & VKU_ENTRY_ID_MASK);
+  CVKUDatabase* db = g_pSharedDB;
+  if (!db) return nullptr;
+  DBLink* l = DatabaseInternals::FindLink(db, o->pLinksTo[i] & VKU_ENTRY_ID_MASK);
   if (!l || l->dwType != VKU_LINK_PARENT) return nullptr;
-  return DatabaseInternals::LookupObject(l->dwSource);
+  return DatabaseInternals::FindObject(db, l->dwSource);
 }
 
 uint32_t IncomingCount(const DBObject* o) { return o->dwLinksToCount & VKU_ENTRY_ID_MASK; }
@@ -83,17 +86,35 @@ int HasCorrectPath(DBObject* o, char* parentPath, int depth) {
   return 0;
 }
 
-// The first object in the name bucket of name whose type is one of the two given
-// (type2 may equal type1) and, if parentPath is given, whose parents spell it.
-DBObject* FindInNameBucket(CVKUDatabase* db, IndexNode* const* nameIndex, const char* name, uint32_t type1,
-                           uint32_t type2, const char* parentPath) {
-  for (IndexNode* node = nameIndex[NameHash(name)]; node; node = node->pNext) {
+bool Accept(DBObject* o, const char* name, uint32_t type1, uint32_t type2, const char* parentPath) {
+  if ((o->dwType != type1 && o->dwType != type2) || !NamesEqual(o->pszName, name)) return false;
+  if (!parentPath) return true;
+  char scratch[kPathBufferSize];
+  strcpy(scratch, parentPath);  // the check may shorten it
+  return HasCorrectPath(o, scratch, 0) != 0;
+}
+
+// The first object in the name bucket of name, in bucket order, whose type is one of
+// the two given (type2 may equal type1) and, if parentPath is given, whose parents
+// spell it. With useDirectory the candidates come from the name directory (same
+// answer, without walking the bucket); the caller then holds the mutex.
+DBObject* FindInNameBucket(CVKUDatabase* db, const char* name, uint32_t type1, uint32_t type2,
+                           const char* parentPath, bool useDirectory) {
+  uint32_t bucket = NameHash(name);
+  NameDirectory* directory = useDirectory ? DatabaseInternals::Directory(db) : nullptr;
+  if (directory) {
+    const NameDirectory::CandidateList& candidates = directory->Candidates(bucket, name);
+    if (directory->Valid()) {
+      for (const auto& c : candidates) {
+        DBObject* o = static_cast<DBObject*>(c.second->pRecord);
+        if (Accept(o, name, type1, type2, parentPath)) return o;
+      }
+      return nullptr;
+    }
+  }
+  for (IndexNode* node = DatabaseInternals::NameBucket(db, bucket); node; node = node->pNext) {
     DBObject* o = static_cast<DBObject*>(node->pRecord);
-    if ((o->dwType != type1 && o->dwType != type2) || !NamesEqual(o->pszName, name)) continue;
-    if (!parentPath) return o;
-    char scratch[kPathBufferSize];
-    strcpy(scratch, parentPath);  // the check may shorten it
-    if (HasCorrectPath(o, scratch, 0)) return o;
+    if (Accept(o, name, type1, type2, parentPath)) return o;
   }
   return nullptr;
 }
@@ -120,7 +141,7 @@ bool IsNTFamily() {
 
 CVKUObject* CVKUDatabase::GetRootObject() {
   MutexGuard lock(m_hMutex);
-  DBObject* root = LookupObject(1);
+  DBObject* root = DatabaseInternals::FindObject(this, 1);
   return root ? NewObjectHandle(root) : nullptr;
 }
 
@@ -156,7 +177,7 @@ CVKUObject* CVKUDatabase::GetObjectByPath(char* path) {
     memcpy(parent, path, parts.dirEnd);
     parent[parts.dirEnd] = 0;
     DropTrailingBackslash(parent);
-    found = FindInNameBucket(this, m_NameIndex, path + parts.dirEnd, kTypeTree4, kTypeTree2, parent);
+    found = FindInNameBucket(this, path + parts.dirEnd, kTypeTree4, kTypeTree2, parent, true);
   } else if (n > 4) {
     char parent[kPathBufferSize];
     strcpy(parent, path);
@@ -168,18 +189,20 @@ CVKUObject* CVKUDatabase::GetObjectByPath(char* path) {
     char name[kPathBufferSize];
     strcpy(name, last);
     DropTrailingBackslash(parent);
-    found = FindInNameBucket(this, m_NameIndex, name, kTypeKey16, kTypeKey32, parent);
+    found = FindInNameBucket(this, name, kTypeKey16, kTypeKey32, parent, true);
   } else if (n >= 3) {
-    found = FindInNameBucket(this, m_NameIndex, path, kTypeHive, kTypeHive, nullptr);
+    found = FindInNameBucket(this, path, kTypeHive, kTypeHive, nullptr, true);
   } else {
-    found = FindInNameBucket(this, m_NameIndex, path, kTypeDrive, kTypeDrive, nullptr);
+    found = FindInNameBucket(this, path, kTypeDrive, kTypeDrive, nullptr, true);
   }
   return found ? NewObjectHandle(found) : nullptr;
 }
 
 CVKUObject* CVKUDatabase::LookupVFILE(char* name) {
   if (!name) return nullptr;
-  DBObject* found = FindInNameBucket(this, m_NameIndex, name, kTypeVFile, kTypeVFile, nullptr);
+  // Without the mutex: walk the bucket itself rather than the directory, which another
+  // thread may be changing.
+  DBObject* found = FindInNameBucket(this, name, kTypeVFile, kTypeVFile, nullptr, false);
   return found ? NewObjectHandle(found) : nullptr;
 }
 

@@ -51,15 +51,17 @@ DBObject* CVKUDatabase::MakeNewObject(char* name, unsigned long type, unsigned l
   return o;
 }
 
-// Removes the first node of a bucket chain whose record has the given id.
+// Removes the first node of a bucket chain whose record has the given id; returns it.
 template <typename Record>
-static void UnlinkIndexNode(IndexNode** bucket, uint32_t id) {
+static IndexNode* UnlinkIndexNode(IndexNode** bucket, uint32_t id) {
   for (IndexNode** p = bucket; *p; p = &(*p)->pNext) {
     if (static_cast<Record*>((*p)->pRecord)->dwID == id) {
-      *p = (*p)->pNext;
-      return;
+      IndexNode* node = *p;
+      *p = node->pNext;
+      return node;
     }
   }
+  return nullptr;
 }
 
 int CVKUDatabase::DeleteObject(unsigned long id) {
@@ -70,7 +72,11 @@ int CVKUDatabase::DeleteObject(unsigned long id) {
   if (!o) return 0;
   // The name bucket is that of the current name, which after SetName may not be the
   // bucket the object was indexed in.
-  if (o->pszName) UnlinkIndexNode<DBObject>(&m_NameIndex[NameHash(o->pszName)], o->dwID);
+  if (o->pszName) {
+    IndexNode* node = UnlinkIndexNode<DBObject>(&m_NameIndex[NameHash(o->pszName)], o->dwID);
+    NameDirectory* d = DatabaseInternals::Directory(this);
+    if (node && d) d->Removed(node, static_cast<DBObject*>(node->pRecord)->pszName);
+  }
   *at = o->pNext;
 
   // The object is already out of the id index, so DeleteLink leaves its own arrays
@@ -136,19 +142,21 @@ int CVKUObject::SetName(char* name) {
   MutexGuard lock(DatabaseInternals::SharedMutex());
   CVKUDatabase* db = g_pSharedDB;
   uint32_t n = BoundedLength(name, kMaxNameLength);
+  char cut[kMaxNameLength + 1];
+  memcpy(cut, name, n);
+  cut[n] = 0;
   char* old = m_pObject->pszName;
+  NameDirectory* d = db ? DatabaseInternals::Directory(db) : nullptr;
   if (old && strlen(old) >= n) {
-    memcpy(old, name, n);
-    old[n] = 0;
+    if (d) d->Renamed(m_pObject, old, cut);
+    memcpy(old, cut, n + 1);
     return 1;
   }
   if (!db) return 1;
   db->DoFree(old);
   char* copy = static_cast<char*>(db->DoMalloc(n + 1));
-  if (copy) {
-    memcpy(copy, name, n);
-    copy[n] = 0;
-  }
+  if (copy) memcpy(copy, cut, n + 1);
+  if (d) d->Renamed(m_pObject, old, copy);
   m_pObject->pszName = copy;
   return 1;
 }

@@ -14,9 +14,9 @@ void CarryPersistence(DBObject* self, bool outgoing, bool promote) {
   uint32_t* mine = outgoing ? self->pLinksFrom : self->pLinksTo;
   for (uint32_t i = 0; i < count; ++i) {
     uint32_t id = mine[i] & VKU_ENTRY_ID_MASK;
-    DBLink* link = DatabaseInternals::LookupLink(id);
+    DBLink* link = DatabaseInternals::FindLink(g_pSharedDB, id);
     if (!link) continue;
-    DBObject* other = DatabaseInternals::LookupObject(outgoing ? link->dwTarget : link->dwSource);
+    DBObject* other = DatabaseInternals::FindObject(g_pSharedDB, outgoing ? link->dwTarget : link->dwSource);
     if (!other) continue;
     if (promote && !other->bPersistent) continue;
     uint32_t otherCount = (outgoing ? other->dwLinksToCount : other->dwLinksFromCount) & VKU_ENTRY_ID_MASK;
@@ -33,7 +33,7 @@ void CarryPersistence(DBObject* self, bool outgoing, bool promote) {
 }  // namespace
 
 int CVKUObject::MakePersistent() {
-  if (!m_pObject) return 0;
+  if (!m_pObject || !g_pSharedDB) return 0;
   if (m_pObject->bPersistent) return 1;
   MutexGuard lock(DatabaseInternals::SharedMutex());
   m_pObject->bPersistent = 1;
@@ -44,7 +44,7 @@ int CVKUObject::MakePersistent() {
 }
 
 int CVKUObject::MakeUnpersistent() {
-  if (!m_pObject || !m_pObject->bPersistent) return 1;
+  if (!m_pObject || !m_pObject->bPersistent || !g_pSharedDB) return 1;
   MutexGuard lock(DatabaseInternals::SharedMutex());
   m_pObject->bPersistent = 0;
   DatabaseInternals::MarkSharedDirty();

@@ -25,10 +25,9 @@ CVKUObject* Ensure(CVKUDatabase* db, CVKUObject* parent, const char* path, const
 
 void PrintPath(const char* label, CVKUObject* o) {
   char path[260];
-  if (o && o->GetFullPath(path))
-    printf("  %-28s %s (id %lu)\n", label, path, o->GetUniqueID());
-  else if (o)
-    printf("  %-28s (no path) (id %lu)\n", label, o->GetUniqueID());
+  if (!o) return;
+  if (!o->GetFullPath(path)) strcpy(path, "(no path)");
+  printf("  %s%s%s (id %lu)\n", label, *label ? " " : "", path, o->GetUniqueID());
 }
 
 }  // namespace

@@ -27,6 +27,12 @@ struct DatabaseTestPeer {
   static int HasCorrectPath(CVKUDatabase* db, DBObject* o, char* path) { return db->DoesObjectHaveCorrectPath(o, path); }
   // Whether the name bucket `bucket` holds a node for the object with this id.
   static bool InNameBucket(CVKUDatabase* db, uint32_t bucket, uint32_t id);
+  // Lookups with the name directory switched off walk the name buckets.
+  static void* SwapNameDirectory(CVKUDatabase* db, void* d) {
+    void* old = db->m_pNameDirectory;
+    db->m_pNameDirectory = d;
+    return old;
+  }
   static bool InIdIndex(CVKUDatabase* db, uint32_t id) { return db->LookupObject(id) != nullptr; }
 };
 

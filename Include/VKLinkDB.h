@@ -170,6 +170,7 @@ class VKLINKDB_API CVKUDatabase {
 class VKLINKDB_API CVKUObject {
  public:
   CVKUObject();
+  CVKUObject(const CVKUObject&) = default;
   CVKUObject& operator=(const CVKUObject&);
 
   unsigned long AddRef();
@@ -223,6 +224,7 @@ class VKLINKDB_API CVKUObject {
 class VKLINKDB_API CVKULink {
  public:
   CVKULink();
+  CVKULink(const CVKULink&) = default;
   CVKULink& operator=(const CVKULink&);
 
   unsigned long AddRef();

@@ -4,9 +4,11 @@
 // the way are resolved in the object's directory and the system directories.
 //
 // The walk is depth first and collects each object once, marking it with bit 30 of its
-// flags while the query runs. It keeps its own stack of open link enumerations rather
-// than recursing, so that a long chain of dependencies cannot exhaust the thread's
-// stack; the order of the results is that of the recursive walk.
+// flags while the query runs. It keeps its own stack of positions in the link arrays
+// rather than recursing, so that a long chain of dependencies cannot exhaust the
+// thread's stack; the order of the results is that of the recursive walk. A walk holds
+// the database mutex from start to end, so it sees one state of the graph and two
+// queries cannot mix their visited marks.
 #include <stdlib.h>
 #include <string.h>
 #include <vector>
@@ -28,71 +30,65 @@ struct DepFindState {
 
 enum : uint32_t { kTypeTree2 = 2, kTypeTree4 = 4, kTypeVFile = 0x1000 };
 
-bool Visited(CVKUObject* o) { return (o->GetFlags() & VKU_FLAG_VISITED) != 0; }
+bool Visited(const DBObject* o) { return (o->dwFlags & VKU_FLAG_VISITED) != 0; }
 
 // Pushes the object's id at the head of the list and marks it visited. False if the
 // node cannot be had: the walk then stops, leaving no unlisted object marked.
-bool Collect(CVKUObject* o, FFDepObjResult** list) {
+bool Collect(DBObject* o, FFDepObjResult** list) {
   FFDepObjResult* node = static_cast<FFDepObjResult*>(malloc(sizeof(FFDepObjResult)));
   if (!node) return false;
-  node->dwID = static_cast<uint32_t>(o->GetUniqueID());
+  node->dwID = o->dwID;
   node->pNext = *list;
   *list = node;
-  o->SetFlags(o->GetFlags() | VKU_FLAG_VISITED);
+  o->dwFlags |= VKU_FLAG_VISITED;
   return true;
 }
 
+// The next link of an outgoing or incoming array from index *next on that a mask of
+// 0xFFFFFFFF matches (any link but those of type 0); *next moves past it.
+DBLink* NextLink(CVKUDatabase* db, const DBObject* o, bool outgoing, uint32_t* next) {
+  uint32_t count = (outgoing ? o->dwLinksFromCount : o->dwLinksToCount) & VKU_ENTRY_ID_MASK;
+  const uint32_t* entries = outgoing ? o->pLinksFrom : o->pLinksTo;
+  while (*next < count) {
+    DBLink* l = DatabaseInternals::FindLink(db, entries[(*next)++] & VKU_ENTRY_ID_MASK);
+    if (l && l->dwType) return l;
+  }
+  return nullptr;
+}
+
 struct WalkFrame {
-  CVKUObject* pObject;
-  unsigned long dwFind;
-  bool bStarted;
-  bool bOwned;
+  DBObject* pObject;
+  uint32_t dwNext;
 };
 
 // The forward walk from start; returns false if it had to stop early.
-bool WalkForward(CVKUObject* start, char* directory, FFDepObjResult** list) {
+bool WalkForward(CVKUDatabase* db, DBObject* start, const char* directory, FFDepObjResult** list) {
   std::vector<WalkFrame> stack;
-  stack.push_back(WalkFrame{start, 0, false, false});
-  bool ok = true;
+  stack.push_back(WalkFrame{start, 0});
   while (!stack.empty()) {
     WalkFrame& f = stack.back();
-    CVKULink* link = nullptr;
-    bool got;
-    if (!f.bStarted) {
-      f.bStarted = true;
-      f.dwFind = ok ? f.pObject->FindFirstLinkFrom(0xFFFFFFFF, &link) : 0;
-      got = f.dwFind != 0;
-    } else {
-      got = ok && f.pObject->FindNextLinkFrom(f.dwFind, &link);
-    }
-    if (!got) {
-      f.pObject->FindCloseLinkFrom(f.dwFind);
-      if (f.bOwned) f.pObject->Release();
+    DBLink* link = NextLink(db, f.pObject, true, &f.dwNext);
+    if (!link) {
       stack.pop_back();
       continue;
     }
-    if (!link) continue;
-    CVKUObject* target = link->GetTarget();
-    link->Release();
-    if (!target) continue;
-    CVKUObject* expand = nullptr;
-    if (Visited(target)) {
-      target->Release();
-    } else if (target->GetType() != kTypeVFile) {
-      if (Collect(target, list)) expand = target; else { ok = false; target->Release(); }
+    DBObject* target = DatabaseInternals::FindObject(db, link->dwTarget);
+    if (!target || Visited(target)) continue;
+    DBObject* expand = nullptr;
+    if (target->dwType != kTypeVFile) {
+      if (!Collect(target, list)) return false;
+      expand = target;
     } else {
       // The name-only file stands for the file it resolves to; it is not collected.
-      CVKUObject* resolved = target->Resolve(directory);
-      target->Release();
+      DBObject* resolved = ResolveName(db, target, directory);
       if (resolved && !Visited(resolved)) {
-        if (!Collect(resolved, list)) ok = false;
-        else if (resolved->GetType() != kTypeTree2) expand = resolved;
+        if (!Collect(resolved, list)) return false;
+        if (resolved->dwType != kTypeTree2) expand = resolved;
       }
-      if (resolved && resolved != expand) resolved->Release();
     }
-    if (expand) stack.push_back(WalkFrame{expand, 0, false, true});
+    if (expand) stack.push_back(WalkFrame{expand, 0});
   }
-  return ok;
+  return true;
 }
 
 // The directory of a full path: cut at its last "\\" from the fourth character on; a
@@ -126,39 +122,32 @@ typedef void (CVKUDatabase::*Walk)(CVKUObject*, char*, FFDepObjResult**);
 }  // namespace
 
 void CVKUDatabase::ExpandObjectRef(CVKUObject* object, char* directory, FFDepObjResult** list) {
-  WalkForward(object, directory, list);
+  MutexGuard lock(m_hMutex);
+  if (object && object->m_pObject) WalkForward(this, object->m_pObject, directory, list);
 }
 
 void CVKUDatabase::ExpandObjectRefBackwards(CVKUObject* object, char* directory, FFDepObjResult** list) {
-  unsigned long type = object->GetType();
-  CVKULink* link = nullptr;
-  unsigned long find = object->FindFirstLinkTo(0xFFFFFFFF, &link);
-  bool more = find != 0;
-  while (more) {
-    if (link) {
-      // A file's parent links are not followed back. The type tested is that of the
-      // last source taken, not of the object, from the first source on.
-      bool skip = link->GetType() == VKU_LINK_PARENT && (type == kTypeTree4 || type == kTypeTree2);
-      CVKUObject* source = skip ? nullptr : link->GetSource();
-      link->Release();
-      link = nullptr;
-      if (source && !Visited(source)) {
-        type = source->GetType();
-        if (type != kTypeVFile) {
-          if (!Collect(source, list) || !WalkForward(source, directory, list)) more = false;
-        } else {
-          CVKUObject* resolved = object->Resolve(directory);
-          if (resolved && !Visited(resolved)) {
-            if (!Collect(resolved, list) || !WalkForward(resolved, directory, list)) more = false;
-          }
-          if (resolved) resolved->Release();
-        }
-      }
-      if (source) source->Release();
+  MutexGuard lock(m_hMutex);
+  if (!object || !object->m_pObject) return;
+  DBObject* self = object->m_pObject;
+  uint32_t type = self->dwType;
+  uint32_t next = 0;
+  while (DBLink* link = NextLink(this, self, false, &next)) {
+    // A file's parent links are not followed back. The type tested is that of the
+    // last source taken, not of the object, from the first source on.
+    if (link->dwType == VKU_LINK_PARENT && (type == kTypeTree4 || type == kTypeTree2)) continue;
+    DBObject* source = DatabaseInternals::FindObject(this, link->dwSource);
+    if (!source || Visited(source)) continue;
+    type = source->dwType;
+    DBObject* collected = source;
+    if (type == kTypeVFile) {
+      // Resolves the object being expanded, not the source: only a name-only object
+      // resolves, so this collects something only when the object is one.
+      collected = ResolveName(this, self, directory);
+      if (!collected || Visited(collected)) continue;
     }
-    if (more) more = object->FindNextLinkTo(find, &link) != 0;
+    if (!Collect(collected, list) || !WalkForward(this, collected, directory, list)) return;
   }
-  object->FindCloseLinkTo(find);
 }
 
 static unsigned long StartQuery(CVKUObject* self, DBObject* record, CVKUObject** object, double* weight, Walk walk) {
@@ -175,11 +164,10 @@ static unsigned long StartQuery(CVKUObject* self, DBObject* record, CVKUObject**
     free(state);
     return 0;
   }
-  for (FFDepObjResult* n = state->pHead; n; n = n->pNext) {
-    if (DBObject* o = DatabaseInternals::LookupObject(n->dwID)) {
-      MutexGuard lock(DatabaseInternals::SharedMutex());
-      o->dwFlags &= ~VKU_FLAG_VISITED;
-    }
+  {
+    MutexGuard lock(DatabaseInternals::SharedMutex());
+    for (FFDepObjResult* n = state->pHead; n; n = n->pNext)
+      if (DBObject* o = DatabaseInternals::FindObject(db, n->dwID)) o->dwFlags &= ~VKU_FLAG_VISITED;
   }
   FFDepObjResult* first = NextLiving(state->pHead, object);
   if (!first) {  // everything found was deleted meanwhile

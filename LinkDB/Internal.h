@@ -70,6 +70,11 @@ inline uint32_t BoundedLength(const char* s, uint32_t max) {
   return n;
 }
 
+// The object with a full path, and the file a name-only object (type 0x1000) stands
+// for; the caller holds the mutex. Null when there is none.
+DBObject* FindByPath(CVKUDatabase* db, const char* path);
+DBObject* ResolveName(CVKUDatabase* db, DBObject* object, const char* directory);
+
 // Ends every open object search (their records go with a destroyed database).
 void EndOpenSearches();
 

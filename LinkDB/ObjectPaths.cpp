@@ -165,20 +165,18 @@ int CVKUDatabase::DoesObjectHaveCorrectPath(DBObject* object, char* parentPath) 
   return HasCorrectPath(object, parentPath, 0);
 }
 
-CVKUObject* CVKUDatabase::GetObjectByPath(char* path) {
-  if (!path) return nullptr;
+DBObject* vkl::FindByPath(CVKUDatabase* db, const char* path) {
   size_t n = strlen(path);
   if (n >= kPathBufferSize) return nullptr;
-  MutexGuard lock(m_hMutex);
-  DBObject* found = nullptr;
   if (n > 2 && path[1] == ':') {
     PathParts parts = SplitPathParts(path);
     char parent[kPathBufferSize];
     memcpy(parent, path, parts.dirEnd);
     parent[parts.dirEnd] = 0;
     DropTrailingBackslash(parent);
-    found = FindInNameBucket(this, path + parts.dirEnd, kTypeTree4, kTypeTree2, parent, true);
-  } else if (n > 4) {
+    return FindInNameBucket(db, path + parts.dirEnd, kTypeTree4, kTypeTree2, parent, true);
+  }
+  if (n > 4) {
     char parent[kPathBufferSize];
     strcpy(parent, path);
     const char* last = "";
@@ -189,12 +187,41 @@ CVKUObject* CVKUDatabase::GetObjectByPath(char* path) {
     char name[kPathBufferSize];
     strcpy(name, last);
     DropTrailingBackslash(parent);
-    found = FindInNameBucket(this, name, kTypeKey16, kTypeKey32, parent, true);
-  } else if (n >= 3) {
-    found = FindInNameBucket(this, path, kTypeHive, kTypeHive, nullptr, true);
-  } else {
-    found = FindInNameBucket(this, path, kTypeDrive, kTypeDrive, nullptr, true);
+    return FindInNameBucket(db, name, kTypeKey16, kTypeKey32, parent, true);
   }
+  if (n >= 3) return FindInNameBucket(db, path, kTypeHive, kTypeHive, nullptr, true);
+  return FindInNameBucket(db, path, kTypeDrive, kTypeDrive, nullptr, true);
+}
+
+DBObject* vkl::ResolveName(CVKUDatabase* db, DBObject* object, const char* directory) {
+  if (object->dwType != kTypeVFile || !object->pszName) return nullptr;
+  char name[kPathBufferSize];
+  size_t n = BoundedLength(object->pszName, kPathBufferSize - 1);
+  memcpy(name, object->pszName, n);
+  name[n] = 0;
+
+  char path[kPathBufferSize];
+  DBObject* found = nullptr;
+  if (directory && *directory && JoinPath(path, directory, name)) found = FindByPath(db, path);
+  char systemDir[kPathBufferSize];
+  if (!found && GetSystemDir(systemDir, sizeof(systemDir)) && JoinPath(path, systemDir, name))
+    found = FindByPath(db, path);
+  char windowsDir[kPathBufferSize];
+  bool haveWindowsDir = !found && GetWindowsDir(windowsDir, sizeof(windowsDir));
+  if (!found && haveWindowsDir && IsNTFamily() && Fits(7, n)) {
+    char systemName[kPathBufferSize];
+    strcpy(systemName, "SYSTEM\\");
+    strcat(systemName, name);
+    if (JoinPath(path, windowsDir, systemName)) found = FindByPath(db, path);
+  }
+  if (!found && haveWindowsDir && JoinPath(path, windowsDir, name)) found = FindByPath(db, path);
+  return found;
+}
+
+CVKUObject* CVKUDatabase::GetObjectByPath(char* path) {
+  if (!path) return nullptr;
+  MutexGuard lock(m_hMutex);
+  DBObject* found = FindByPath(this, path);
   return found ? NewObjectHandle(found) : nullptr;
 }
 
@@ -209,26 +236,7 @@ CVKUObject* CVKUDatabase::LookupVFILE(char* name) {
 CVKUObject* CVKUObject::Resolve(char* directory) {
   if (!m_pObject) return nullptr;
   MutexGuard lock(DatabaseInternals::SharedMutex());
-  CVKUDatabase* db = g_pSharedDB;
-  if (!db || m_pObject->dwType != kTypeVFile || !m_pObject->pszName) return nullptr;
-  char name[kPathBufferSize];
-  size_t n = BoundedLength(m_pObject->pszName, kPathBufferSize - 1);
-  memcpy(name, m_pObject->pszName, n);
-  name[n] = 0;
-
-  char path[kPathBufferSize];
-  CVKUObject* found = nullptr;
-  if (directory && *directory && JoinPath(path, directory, name)) found = db->GetObjectByPath(path);
-  char systemDir[kPathBufferSize];
-  if (!found && GetSystemDir(systemDir, sizeof(systemDir)) && JoinPath(path, systemDir, name))
-    found = db->GetObjectByPath(path);
-  char windowsDir[kPathBufferSize];
-  bool haveWindowsDir = GetWindowsDir(windowsDir, sizeof(windowsDir));
-  if (!found && haveWindowsDir && IsNTFamily()) {
-    char systemName[kPathBufferSize];
-    if (Fits(7, n) && (strcpy(systemName, "SYSTEM\\"), strcat(systemName, name), JoinPath(path, windowsDir, systemName)))
-      found = db->GetObjectByPath(path);
-  }
-  if (!found && haveWindowsDir && JoinPath(path, windowsDir, name)) found = db->GetObjectByPath(path);
-  return found;
+  if (!g_pSharedDB) return nullptr;
+  DBObject* found = ResolveName(g_pSharedDB, m_pObject, directory);
+  return found ? NewObjectHandle(found) : nullptr;
 }

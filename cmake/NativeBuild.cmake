@@ -11,6 +11,12 @@ if(VKL_SANITIZE)
   add_link_options(-fsanitize=address,undefined)
 endif()
 
+# With clang, the library is built with the fuzzer's coverage counters, so that the
+# fuzzer is guided by the loader's and the queries' branches, not only its own.
+if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+  add_compile_options(-fsanitize=fuzzer-no-link)
+endif()
+
 add_library(linkdb_core STATIC ${LINKDB_SOURCES} ${CMAKE_SOURCE_DIR}/LinkDB/PlatformPosix.cpp)
 target_include_directories(linkdb_core PUBLIC ${CMAKE_SOURCE_DIR}/Include ${CMAKE_SOURCE_DIR}/LinkDB)
 find_package(Threads REQUIRED)

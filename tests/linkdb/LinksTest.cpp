@@ -34,7 +34,9 @@ TEST_F(DbTest, LinkArraysMoveToTheHeapFromTheThirdEntryInStepsOfTen) {
     EXPECT_EQ(static_cast<uint32_t>(i + 1), count);
     EXPECT_EQ(i >= 2, onHeap) << "entry " << i + 1;
     // On the heap the array moves only when a multiple of 10 is exceeded.
-    if (onHeap && i > 2) EXPECT_EQ(i % 10 == 0, r->pLinksFrom != previous) << "entry " << i + 1;
+    if (onHeap && i > 2) {
+      EXPECT_EQ(i % 10 == 0, r->pLinksFrom != previous) << "entry " << i + 1;
+    }
     previous = r->pLinksFrom;
     for (int j = 0; j <= i; ++j) EXPECT_EQ(static_cast<uint32_t>(j + 1), r->pLinksFrom[j]);
   }

@@ -250,7 +250,9 @@ TEST_F(DbTest, MalformedStoresLoadWhatTheyCanAndNeverReadPastTheEnd) {
       char path[260];
       db_->SafeGetFullPath(o, path, 0);
       EXPECT_EQ(0u, o->dwFlags & 0xC0000000u);
-      if (o->dwDataSize) EXPECT_NE(nullptr, o->pData);
+      if (o->dwDataSize) {
+        EXPECT_NE(nullptr, o->pData);
+      }
     }
     CVKUObject* x = db_->GetObjectByPath(const_cast<char*>("C:\\X"));
     if (x) {

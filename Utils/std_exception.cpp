@@ -7,6 +7,14 @@
 
 namespace UTILS {
 
+const char* const kThreadAlreadySpawned =
+    "The thread has already been spawned.  Cannot execute the command.";
+const char* const kCannotCreateThread = "Cannot create thread.";
+const char* const kThreadNotSpawned =
+    "The thread has not been spawned yet.  Cannot execute the command.";
+const char* const kPathnameIsNull = "The input pathname is NULL";
+const char* const kFindFileError = "Error in the FindFile Command";
+
 namespace {
 
 std::string Unsigned(unsigned long value) {

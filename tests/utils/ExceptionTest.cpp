@@ -54,6 +54,17 @@ TEST(StdException, RecordWithErrorNumberAndDescription) {
             std::string(unknown.what()).find("WinError Description: ; Error Condition:  C"));
 }
 
+TEST(StdException, ThreadTextsKeepTheirTwoSpaces) {
+  std_exception e(UTILS::kThreadNotSpawned, UTILS::kFileCThread, UTILS::TYPE_THREAD,
+                  UTILS::LINE_THREAD_NOT_SPAWNED, 0, 0);
+  EXPECT_EQ("File:  ..\\..\\Include\\CThread; Line Number:  547; Exception Name:  " + kName +
+                "; Type:  172; Error Condition:  The thread has not been spawned yet.  Cannot "
+                "execute the command.",
+            std::string(e.what()));
+  EXPECT_STREQ("The thread has already been spawned.  Cannot execute the command.",
+               UTILS::kThreadAlreadySpawned);
+}
+
 TEST(StdException, RecordFromTexts) {
   std_exception e(UtilsString("cond"), UtilsString("file"), UtilsString("204"), UtilsString("12"),
                   UtilsString("3"));

@@ -6,6 +6,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "UtilsList"
 #include "UtilsVector"
 
 namespace {
@@ -241,6 +242,64 @@ TEST(MemObject, BytesHaveNoTerminatorAndLengthRuleOfOne) {
   bytes.TruncateString(4);
   EXPECT_EQ(4u, copy.Length());
   EXPECT_EQ(0x42, copy[2]);
+}
+
+}  // namespace
+
+namespace {
+
+TEST(ListObject, PositionalEditsAndChecks) {
+  UTILS::ListObject<char> list;
+  list.AddTail('b');
+  list.AddHead('a');
+  list.AddTail('d');
+  list.InsertAt(2, 'c');
+  ASSERT_EQ(4u, list.Count());
+  std::string seen;
+  for (UTILS::Node<char>* n = list.Head(); n; n = n->m_pNext) seen += n->m_Data;
+  EXPECT_EQ("abcd", seen);
+  seen.clear();
+  for (UTILS::Node<char>* n = list.Tail(); n; n = n->m_pPrev) seen += n->m_Data;
+  EXPECT_EQ("dcba", seen);
+  list.RemoveAt(1);
+  EXPECT_EQ('c', list.At(1));
+  UTILS::ListObject<char> copy(list);
+  list.RemoveAll();
+  EXPECT_EQ(3u, copy.Count());
+  EXPECT_EQ('d', copy.At(2));
+  const UTILS::ListObject<char>& readOnly = copy;
+  try {
+    readOnly.At(3);
+    FAIL() << "nothing thrown";
+  } catch (const std::out_of_range& e) {
+    EXPECT_EQ("Out Of Range Error - 3:3" + kAlloc + "131", std::string(e.what()));
+  }
+  EXPECT_THROW(list.RemoveAt(0), std::out_of_range);
+  EXPECT_THROW(list.InsertAt(1, 'x'), std::out_of_range);
+}
+
+TEST(MapObject, KeysSortAndLookup) {
+  UTILS::MapObject<int, unsigned char> map;
+  EXPECT_EQ(0xEFFFFFFFu, map.SearchList(5, 0, 0, 1, 0));
+  int k9 = map.AddTail(9);
+  int k3 = map.AddTail(3);
+  map.AddTail(7);
+  EXPECT_NE(k9, k3);
+  EXPECT_EQ(1u, map.SearchList(3, 0, 0, 1, 0));
+  EXPECT_EQ(0xEFFFFFFFu, map.SearchList(3, 2, 0, 1, 0));  // unknown method
+  map.AddSorted(5, 1);  // sorts first
+  EXPECT_EQ(1, map.IsSorted());
+  EXPECT_EQ(3, map.At(0));
+  EXPECT_EQ(5, map.At(1));
+  EXPECT_EQ(9, map.At(3));
+  EXPECT_EQ(3u, map.FindKey(k9));  // keys follow their values
+  EXPECT_EQ(k3, map.KeyAt(0));
+  EXPECT_EQ(2u, map.SearchList(7, 1, 0, 1, 0));
+  map.RemoveAt(0);
+  EXPECT_EQ(0xEFFFFFFFu, map.FindKey(k3));
+  UTILS::MapObject<int, unsigned char> copy(map);
+  EXPECT_EQ(3u, copy.Count());
+  EXPECT_EQ(9, copy.At(2));
 }
 
 }  // namespace

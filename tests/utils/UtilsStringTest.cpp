@@ -286,6 +286,10 @@ TEST(UtilsStringSystem, ErrorTextsFormattingAndResources) {
   cur.FormatCurrentString(7, "x");
   EXPECT_EQ("x-7", Str(cur));
 
+  UtilsString noTable("keep");  // this program has no message table
+  EXPECT_EQ(0u, noTable.FormatMessageA(GetModuleHandleA(0), 1u, "x"));
+  EXPECT_EQ("keep", Str(noTable));
+
   UtilsString r("[");
   HINSTANCE user32 = GetModuleHandleA("user32.dll");
   int count = r.LoadStringA(user32, 2, 100);

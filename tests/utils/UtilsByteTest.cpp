@@ -105,6 +105,9 @@ TEST(UtilsByte, ParseAndReplace) {
   EXPECT_EQ("k1=v1&K2", Bytes(b));
   EXPECT_EQ(0, b.ReplaceNext(U("k"), 1, U("K"), 1));
   EXPECT_EQ(0, b.ReplaceAll(U("zz"), 2, U("y"), 1));
+  b.SetCase(0);  // the buffer's own case rules apply to the replace search
+  ASSERT_EQ(1, b.ReplaceAll(U("K"), 1, U("k"), 1));
+  EXPECT_EQ("k1=v1&k2", Bytes(b));
 }
 
 TEST(UtilsByte, ReorderAndScramble) {

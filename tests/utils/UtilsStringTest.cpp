@@ -154,6 +154,13 @@ TEST(UtilsStringCompare, CaseFlagMatchStyleAndSignedBytes) {
   // Case-insensitive mapping subtracts 0x20 from everything that is not A..Z: '@'
   // (0x40) maps to ' ' (0x20), and so compares below 'A'.
   // '[' is 0x5B: above 'A' as a byte, but 0x3B (below 'A') after the mapping.
+  // The conversions themselves never test the character.
+  EXPECT_EQ('A', abc.utoupper('a'));
+  EXPECT_EQ('!', abc.utoupper('A'));
+  EXPECT_EQ(static_cast<char>(0x81), abc.utolower('a'));
+  EXPECT_EQ(1, abc.isupper('Z'));
+  EXPECT_EQ(0, abc.isupper(static_cast<char>(0xC9)));  // no accented capitals
+  EXPECT_EQ(0x21u, abc.utoupper(static_cast<unsigned short>(0x41)));
   UtilsString bracket("[");
   EXPECT_TRUE(bracket > "A");
   bracket.SetCase(0);

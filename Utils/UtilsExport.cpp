@@ -29,10 +29,11 @@ const char* const kFileUtilsRegistry = "..\\..\\Include\\UtilsRegistry";
 
 const char* ReadableTypeName(const std::type_info& type) {
   // One demangled copy per type, kept for the life of the process so the returned
-  // pointer never moves (std::map nodes are stable).
-  static std::mutex guard;
+  // pointer never moves (std::map nodes are stable). Neither the table nor its guard is
+  // ever destroyed: objects destroyed late in process exit may still ask for names.
+  static std::mutex* guard = new std::mutex;
   static std::map<std::string, std::string>* names = new std::map<std::string, std::string>;
-  std::lock_guard<std::mutex> lock(guard);
+  std::lock_guard<std::mutex> lock(*guard);
   const char* mangled = type.name();
   std::map<std::string, std::string>::iterator it = names->find(mangled);
   if (it == names->end()) {

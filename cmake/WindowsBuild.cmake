@@ -62,6 +62,18 @@ target_include_directories(linkdb_tests PRIVATE ${CMAKE_SOURCE_DIR}/LinkDB)
 target_link_libraries(linkdb_tests PRIVATE VKLinkDB gtest_main)
 vkl_wine_test(linkdb_tests)
 
+# The release-dependent tests once more, in a copy of the program that Wine presents as
+# Windows 98 (a per-program setting made when the prefix starts).
+add_custom_command(TARGET linkdb_tests POST_BUILD
+  COMMAND ${CMAKE_COMMAND} -E copy $<TARGET_FILE:linkdb_tests> ${BIN}/linkdb_tests_win98.exe)
+add_test(NAME wine_win98_program
+  COMMAND ${CMAKE_BINARY_DIR}/wine-run.sh reg add "HKCU\\Software\\Wine\\AppDefaults\\linkdb_tests_win98.exe"
+          /v Version /d win98 /f)
+set_tests_properties(wine_win98_program PROPERTIES FIXTURES_SETUP wine DEPENDS wine_start)
+add_test(NAME linkdb_tests_win98 COMMAND ${CMAKE_BINARY_DIR}/wine-run.sh linkdb_tests_win98.exe
+         --gtest_filter=*Resolve*:*Wildcard*)
+set_tests_properties(linkdb_tests_win98 PROPERTIES FIXTURES_REQUIRED wine WORKING_DIRECTORY ${BIN} TIMEOUT 900)
+
 file(GLOB UTILS_TESTS CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/tests/utils/*.cpp)
 if(UTILS_TESTS)
   add_executable(utils_tests ${UTILS_TESTS})

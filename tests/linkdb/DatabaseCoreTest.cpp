@@ -93,18 +93,6 @@ TEST_F(DbTest, AttachReturnsTheSharedDatabaseAndCountsReferences) {
   db_->Release();
 }
 
-TEST_F(DbTest, HandlesCountReferencesAndCopyBothWords) {
-  CVKUObject* a = Add("A", 4);
-  EXPECT_EQ(2u, a->AddRef());
-  EXPECT_EQ(1u, a->Release());
-  CVKUObject copy;
-  EXPECT_EQ(0u, copy.GetUniqueID());
-  EXPECT_EQ(0u, copy.GetType());
-  EXPECT_EQ(1, copy.Delete());
-  copy = *a;
-  EXPECT_EQ(a->GetUniqueID(), copy.GetUniqueID());
-}
-
 TEST(AttachDatabase, RefusesADirectoryTooLongForTheStorePaths) {
   std::string longDir(255, 'x');
   EXPECT_EQ(nullptr, AttachDatabase(const_cast<char*>(longDir.c_str())));

@@ -2,6 +2,10 @@
 #include <stdio.h>
 #include <filesystem>
 #include <atomic>
+#include <stdlib.h>
+#ifdef _WIN32
+#include <windows.h>
+#endif
 
 namespace fs = std::filesystem;
 
@@ -114,4 +118,33 @@ CVKUObject* DbTest::Find(const char* path) {
   CVKUObject* o = db_->GetObjectByPath(const_cast<char*>(path));
   if (o) owned_.push_back(o);
   return o;
+}
+
+CVKUObject* DbTest::AddPath(const std::string& path) {
+  CVKUObject* parent = nullptr;
+  std::string sofar;
+  size_t start = 0;
+  for (;;) {
+    size_t end = path.find('\\', start);
+    std::string part = path.substr(start, end == std::string::npos ? std::string::npos : end - start);
+    sofar += (sofar.empty() ? "" : "\\") + part;
+    CVKUObject* o = Find(sofar.c_str());
+    if (!o) {
+      o = Add(part.c_str(), parent ? 4 : 1);
+      if (parent) Parent(parent, o);
+    }
+    parent = o;
+    if (end == std::string::npos) return parent;
+    start = end + 1;
+  }
+}
+
+std::string DbTest::SystemDir() {
+#ifdef _WIN32
+  char dir[260];
+  return GetSystemDirectoryA(dir, sizeof(dir)) ? dir : "";
+#else
+  const char* dir = getenv("VKL_SYSTEM_DIR");
+  return dir ? dir : "C:\\WINDOWS\\system32";
+#endif
 }

@@ -64,6 +64,11 @@ class DbTest : public ::testing::Test {
   std::vector<unsigned long> Dependencies(CVKUObject* o);
   std::vector<unsigned long> ReferencingApps(CVKUObject* o);
   CVKUObject* Find(const char* path);  // GetObjectByPath, owned by the fixture
+  // The objects of a full path such as C:\\A\\B.DLL (a type-1 drive, then type 4), made
+  // where missing; returns the last one.
+  CVKUObject* AddPath(const std::string& path);
+  // The system directory as the database's platform layer reports it.
+  static std::string SystemDir();
 
   std::string dir_;
   CVKUDatabase* db_ = nullptr;

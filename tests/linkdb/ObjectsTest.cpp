@@ -27,10 +27,6 @@ TEST_F(DbTest, TypeTwoIsAlwaysPersistentAndMarksTheStoreDirty) {
   CVKUObject* v = Add("V", 4, 0);
   EXPECT_EQ(0, v->IsPersistent());
   EXPECT_EQ(0u, Peer::Dirty(db_));
-  // Flags are stored whole and do not dirty the store.
-  EXPECT_EQ(1, v->SetFlags(0xDEADBEEF));
-  EXPECT_EQ(0xDEADBEEFu, v->GetFlags());
-  EXPECT_EQ(0u, Peer::Dirty(db_));
 }
 
 TEST_F(DbTest, DataIsCopiedInAndOutWithinTheGivenSizes) {

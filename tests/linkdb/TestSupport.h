@@ -21,7 +21,6 @@ struct DatabaseTestPeer {
   static void ClearDirty(CVKUDatabase* db) { db->m_bDirty = 0; }
   static uint32_t LastObjectID(CVKUDatabase* db) { return db->m_dwLastObjectID; }
   static uint32_t LastLinkID(CVKUDatabase* db) { return db->m_dwLastLinkID; }
-  static const char* ObjFile(CVKUDatabase* db) { return db->m_szObjFile; }
   static DBObject* FirstObject(CVKUDatabase* db) { return db->m_pObjects; }
   static DBLink* FirstLink(CVKUDatabase* db) { return db->m_pLinks; }
   static int HasCorrectPath(CVKUDatabase* db, DBObject* o, char* path) { return db->DoesObjectHaveCorrectPath(o, path); }

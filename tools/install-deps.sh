@@ -8,14 +8,21 @@ set -euo pipefail
 
 SUDO=""
 if [ "$(id -u)" -ne 0 ]; then SUDO="sudo"; fi
+export DEBIAN_FRONTEND=noninteractive
 
-PKGS=(cmake make g++ clang libclang-rt-dev googletest libbenchmark-dev zlib1g-dev
-      valgrind g++-mingw-w64-i686-posix gcc-mingw-w64-i686-posix libz-mingw-w64-dev
-      wine wine32:i386)
+# One entry a package; "a|b" names the same thing in different releases (first known wins).
+PKGS=(cmake make g++ clang "libclang-rt-dev|libclang-rt-14-dev|libclang-common-14-dev" googletest
+      libbenchmark-dev zlib1g-dev valgrind g++-mingw-w64-i686-posix gcc-mingw-w64-i686-posix
+      libz-mingw-w64-dev wine wine32:i386)
+
+installed() { dpkg-query -W -f='${Status}' "$1" 2>/dev/null | grep -q 'install ok installed'; }
 
 missing=()
-for p in "${PKGS[@]}"; do
-  dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q 'install ok installed' || missing+=("$p")
+for entry in "${PKGS[@]}"; do
+  found=""
+  IFS='|' read -r -a names <<<"$entry"
+  for p in "${names[@]}"; do installed "$p" && found=1 && break; done
+  [ -n "$found" ] || missing+=("$entry")
 done
 if [ ${#missing[@]} -eq 0 ]; then exit 0; fi
 
@@ -23,9 +30,22 @@ if ! dpkg --print-foreign-architectures | grep -qx i386; then
   $SUDO dpkg --add-architecture i386
 fi
 
-export DEBIAN_FRONTEND=noninteractive
-if $SUDO apt-get update -q && $SUDO apt-get install -y -q --no-install-recommends "${missing[@]}"; then
-  exit 0
+# Picks, for each missing entry, the first name apt knows (with the options given).
+resolve() {
+  local entry names p
+  for entry in "${missing[@]}"; do
+    IFS='|' read -r -a names <<<"$entry"
+    for p in "${names[@]}"; do
+      if apt-cache "$@" show "$p" >/dev/null 2>&1; then echo "$p"; break; fi
+    done
+  done
+}
+
+if $SUDO apt-get update -q; then
+  mapfile -t pkgs < <(resolve)
+  if $SUDO apt-get install -y -q --no-install-recommends "${pkgs[@]}"; then
+    exit 0
+  fi
 fi
 
 # A mirror in the middle of a sync can serve an i386 index of the wrong size
@@ -35,6 +55,7 @@ fi
 echo "install-deps: retrying against the main suites only" >&2
 . /etc/os-release
 tmp=$(mktemp -d)
+chmod 755 "$tmp"
 trap 'rm -rf "$tmp"' EXIT
 case "${ID:-debian}" in
   ubuntu) echo "deb http://archive.ubuntu.com/ubuntu ${VERSION_CODENAME} main universe multiverse" >"$tmp/main.list"
@@ -43,7 +64,9 @@ case "${ID:-debian}" in
           echo "deb http://deb.debian.org/debian ${VERSION_CODENAME}-updates main contrib" >>"$tmp/main.list" ;;
 esac
 mkdir -p "$tmp/lists/partial"
+chmod -R 755 "$tmp/lists"
 opts=(-o "Dir::Etc::SourceList=$tmp/main.list" -o "Dir::Etc::SourceParts=$tmp/none"
       -o "Dir::State::Lists=$tmp/lists")
 $SUDO apt-get "${opts[@]}" update -q
-$SUDO apt-get "${opts[@]}" install -y -q --no-install-recommends "${missing[@]}"
+mapfile -t pkgs < <(resolve "${opts[@]}")
+$SUDO apt-get "${opts[@]}" install -y -q --no-install-recommends "${pkgs[@]}"

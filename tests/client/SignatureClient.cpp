@@ -154,7 +154,19 @@ static void Run(const std::string& dir) {
   db->Release();
 }
 
-int main() {
+// Child mode: records one file and exits without releasing anything; unloading the
+// library must write the store all the same.
+static int LeaveOpen(const char* dir) {
+  CVKUDatabase* db = AttachDatabase(S(dir));
+  if (!db) return 1;
+  CVKUObject* drive = db->GetObjectByPath(S("C:"));
+  CVKUObject* file = db->AddObject(S("LEFT.TXT"), 4, 0, 0, nullptr, 1);
+  if (!drive || !file || drive->LinkTo(file, 1, 0, 0, nullptr) != 1) return 1;
+  return 0;
+}
+
+int main(int argc, char** argv) {
+  if (argc == 3 && strcmp(argv[1], "--leave-open") == 0) return LeaveOpen(argv[2]);
   const char* tmp = getenv("TEMP");
   std::string dir = std::string(tmp ? tmp : ".") + "\\vkl_signature_client";
   std::string cmd = "mkdir \"" + dir + "\" 2>NUL";
@@ -162,6 +174,18 @@ int main() {
   remove((dir + "\\obj.dat").c_str());
   remove((dir + "\\link.dat").c_str());
   Run(dir);
+
+  std::string child = std::string("\"\"") + argv[0] + "\" --leave-open \"" + dir + "\"\"";
+  CHECK(system(child.c_str()) == 0);
+  CVKUDatabase* db = AttachDatabase(S(dir.c_str()));
+  CHECK(db != nullptr);
+  if (db) {
+    CVKUObject* left = db->GetObjectByPath(S("c:\\left.txt"));
+    CHECK(left != nullptr);
+    if (left) left->Release();
+    db->SetSaveFlag(0);
+    db->Release();
+  }
   printf("%d passed, %d failed\n", g_passed, g_failed);
   return g_failed == 0 ? 0 : 1;
 }

@@ -184,19 +184,11 @@ int CVKUDatabase::LinkInUse(unsigned long id) {
 }
 
 DBObject* DatabaseInternals::FindObject(CVKUDatabase* db, uint32_t id) {
-  for (IndexNode* n = db->m_ObjectIndex[id & (kObjectBuckets - 1)]; n; n = n->pNext) {
-    DBObject* o = static_cast<DBObject*>(n->pRecord);
-    if (o->dwID == id) return o;
-  }
-  return nullptr;
+  return FindInChain<DBObject>(db->m_ObjectIndex[id & (kObjectBuckets - 1)], id);
 }
 
 DBLink* DatabaseInternals::FindLink(CVKUDatabase* db, uint32_t id) {
-  for (IndexNode* n = db->m_LinkIndex[id & (kLinkBuckets - 1)]; n; n = n->pNext) {
-    DBLink* l = static_cast<DBLink*>(n->pRecord);
-    if (l->dwID == id) return l;
-  }
-  return nullptr;
+  return FindInChain<DBLink>(db->m_LinkIndex[id & (kLinkBuckets - 1)], id);
 }
 
 DBObject* CVKUDatabase::LookupObject(unsigned long id) {

@@ -51,6 +51,27 @@ class MutexGuard {
 // up are not folded and enter the hash sign-extended.
 uint32_t NameHash(const char* name);
 
+// The first record of a bucket chain with the given id, or null.
+template <typename Record>
+inline Record* FindInChain(IndexNode* node, unsigned long id) {
+  for (; node; node = node->pNext)
+    if (static_cast<Record*>(node->pRecord)->dwID == id) return static_cast<Record*>(node->pRecord);
+  return nullptr;
+}
+
+// Removes the first node of a bucket chain whose record has the given id; returns it.
+template <typename Record>
+inline IndexNode* UnlinkIndexNode(IndexNode** bucket, unsigned long id) {
+  for (IndexNode** p = bucket; *p; p = &(*p)->pNext) {
+    if (static_cast<Record*>((*p)->pRecord)->dwID == id) {
+      IndexNode* node = *p;
+      *p = node->pNext;
+      return node;
+    }
+  }
+  return nullptr;
+}
+
 inline unsigned char AsciiUpper(unsigned char c) { return (c >= 'a' && c <= 'z') ? c - 0x20 : c; }
 
 // ASCII case-insensitive equality of two whole strings; null equals nothing.

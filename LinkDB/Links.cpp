@@ -37,13 +37,7 @@ DBLink* CVKUDatabase::MakeNewLink(unsigned long source, unsigned long target, un
 
 int CVKUDatabase::DeleteLink(unsigned long id, int fromSource, int fromTarget) {
   MutexGuard lock(m_hMutex);
-  IndexNode** bucket = &m_LinkIndex[id & (kLinkBuckets - 1)];
-  for (IndexNode** p = bucket; *p; p = &(*p)->pNext) {
-    if (static_cast<DBLink*>((*p)->pRecord)->dwID == id) {
-      *p = (*p)->pNext;
-      break;
-    }
-  }
+  UnlinkIndexNode<DBLink>(&m_LinkIndex[id & (kLinkBuckets - 1)], id);
   DBLink** at = &m_pLinks;
   while (*at && (*at)->dwID != id) at = &(*at)->pNext;
   DBLink* l = *at;

@@ -51,19 +51,6 @@ DBObject* CVKUDatabase::MakeNewObject(char* name, unsigned long type, unsigned l
   return o;
 }
 
-// Removes the first node of a bucket chain whose record has the given id; returns it.
-template <typename Record>
-static IndexNode* UnlinkIndexNode(IndexNode** bucket, uint32_t id) {
-  for (IndexNode** p = bucket; *p; p = &(*p)->pNext) {
-    if (static_cast<Record*>((*p)->pRecord)->dwID == id) {
-      IndexNode* node = *p;
-      *p = node->pNext;
-      return node;
-    }
-  }
-  return nullptr;
-}
-
 int CVKUDatabase::DeleteObject(unsigned long id) {
   UnlinkIndexNode<DBObject>(&m_ObjectIndex[id & (kObjectBuckets - 1)], static_cast<uint32_t>(id));
   DBObject** at = &m_pObjects;

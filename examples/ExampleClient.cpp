@@ -10,8 +10,8 @@
 
 namespace {
 
-const unsigned long kTypeApp = 0x2000;  // this client's own object type for applications
-const unsigned long kLinkUses = 0x10;   // this client's own link type: "application uses"
+const unsigned long kTypeApp = 2;      // applications: always kept, placed in the file tree
+const unsigned long kLinkUses = 0x10;  // this client's own link type: "application uses"
 
 char* S(const char* s) { return const_cast<char*>(s); }
 
@@ -43,24 +43,22 @@ int main(int argc, char** argv) {
     return 1;
   }
 
-  // The application object is found by a name search: its type is the client's own.
+  // Applications are found by a name search over their type.
   CVKUObject* app = nullptr;
-  unsigned long find = db->FindFirstObject(S("EDITOR"), kTypeApp, &app);
+  unsigned long find = db->FindFirstObject(S("EDITOR.EXE"), kTypeApp, &app);
   db->FindCloseObject(find);
   printf("%s\n", app ? "Found the footprint stored by an earlier run." : "Recording a new footprint.");
 
   CVKUObject* drive = Ensure(db, nullptr, "C:", "C:", 1);
   CVKUObject* progs = Ensure(db, drive, "C:\\PROGRAMS", "PROGRAMS", 4);
   CVKUObject* dir = Ensure(db, progs, "C:\\PROGRAMS\\EDITOR", "EDITOR", 4);
-  CVKUObject* exe = Ensure(db, dir, "C:\\PROGRAMS\\EDITOR\\EDITOR.EXE", "EDITOR.EXE", 4);
+  CVKUObject* exe = app ? app : Ensure(db, dir, "C:\\PROGRAMS\\EDITOR\\EDITOR.EXE", "EDITOR.EXE", kTypeApp);
   CVKUObject* dll = Ensure(db, dir, "C:\\PROGRAMS\\EDITOR\\SPELL.DLL", "SPELL.DLL", 4);
   CVKUObject* ini = Ensure(db, dir, "C:\\PROGRAMS\\EDITOR\\EDITOR.INI", "EDITOR.INI", 4);
   CVKUObject* shared = db->LookupVFILE(S("SPELL.DLL"));
   if (!shared) shared = db->AddObject(S("SPELL.DLL"), 0x1000, 0, 0, nullptr, 1);
   if (!app) {
-    app = db->AddObject(S("EDITOR"), kTypeApp, 0, 0, nullptr, 1);
-    app->LinkTo(exe, kLinkUses, 0, 0, nullptr);
-    app->LinkTo(ini, kLinkUses, 0, 0, nullptr);
+    exe->LinkTo(ini, kLinkUses, 0, 0, nullptr);
     exe->LinkTo(shared, kLinkUses, 0, 0, nullptr);  // by name only: resolved in EDITOR's directory
   }
 
@@ -79,7 +77,7 @@ int main(int argc, char** argv) {
     }
   }
 
-  printf("Objects EDITOR.EXE depends on:\n");
+  printf("Objects the application EDITOR.EXE depends on:\n");
   CVKUObject* dep = nullptr;
   double weight = 0;
   unsigned long q = exe->FindFirstDependentObject(&dep, &weight);
@@ -103,7 +101,7 @@ int main(int argc, char** argv) {
     ini->FindCloseReferencingApp(q);
   }
 
-  for (CVKUObject* o : {drive, progs, dir, exe, dll, ini, shared, app}) o->Release();
+  for (CVKUObject* o : {drive, progs, dir, exe, dll, ini, shared}) o->Release();
   db->Flush();
   printf("Store flushed.\n");
   db->Release();

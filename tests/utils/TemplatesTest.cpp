@@ -135,7 +135,13 @@ TEST(Search, ResumeRules) {
   EXPECT_EQ(1u, at);
   EXPECT_EQ(0, Find("abc", "ab", 0, &at));
   EXPECT_EQ(0u, at);  // needle longer than the haystack
-  EXPECT_EQ(0, Find("", "abc", 0));
+  // An empty needle matches at every position inside the haystack, and nowhere else.
+  EXPECT_EQ(1, Find("", "abc", 0, &at));
+  EXPECT_EQ(0u, at);
+  EXPECT_EQ(1, Find("", "abc", 2, &at));
+  EXPECT_EQ(2u, at);
+  EXPECT_EQ(0, Find("", "abc", 3));
+  EXPECT_EQ(0, Find("", "", 0));
 }
 
 TEST(Search, CaseFlag) {
@@ -195,6 +201,8 @@ TEST(Compare, SignedBytesNullsAndContainment) {
   EXPECT_EQ(1, base.compare("abc", "ABC", 1, 0, 0, 0));
   EXPECT_EQ(0, base.compare("Registry", "gist", 1, 1, 0, 0));
   EXPECT_EQ(0, base.compare("gist", "Registry", 1, 1, 0, 0));
+  EXPECT_EQ(0, base.compare("", "Registry", 1, 1, 0, 0));  // "" is contained in any text
+  EXPECT_EQ(-1, base.compare("", "Registry", 1, 0, 0, 0));
   EXPECT_NE(0, base.compare("Registry", "GIST", 1, 1, 0, 0));
 }
 

@@ -45,7 +45,7 @@ void UtilsByte::CopyData(const UtilsByte& other) {
   m_iCase = other.m_iCase;
 }
 
-UtilsByte& UtilsByte::operator=(const UtilsByte& other) {
+const UtilsByte& UtilsByte::operator=(const UtilsByte& other) {
   if (this != &other) CopyData(other);
   return *this;
 }

@@ -124,7 +124,7 @@ const MemObject<char>& UtilsString::Current() const { return Element(m_ulCurrent
 
 // ---- assignment -----------------------------------------------------------------
 
-UtilsString& UtilsString::operator=(const UtilsString& other) {
+const UtilsString& UtilsString::operator=(const UtilsString& other) {
   if (this != &other) CopyData(other);
   return *this;
 }

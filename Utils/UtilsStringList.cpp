@@ -54,7 +54,7 @@ UtilsStringList::UtilsStringList(const UtilsStringList& other)
   CopyData(other);
 }
 
-UtilsStringList& UtilsStringList::operator=(const UtilsStringList& other) {
+const UtilsStringList& UtilsStringList::operator=(const UtilsStringList& other) {
   if (this != &other) CopyData(other);
   return *this;
 }

@@ -3,8 +3,11 @@
 
 #include <stdexcept>
 #include <string>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
+#include "UtilsByte"
 #include "UtilsStringList"
 
 namespace {
@@ -13,6 +16,16 @@ using UTILS::UtilsString;
 using UTILS::UtilsStringList;
 
 const unsigned long kNotFound = 0xEFFFFFFFUL;
+
+// Every text-changing member, assignment included, hands back a constant reference so
+// that calls chain without exposing the object to further change.
+template <class T>
+constexpr bool AssignsToConst() {
+  return std::is_same<decltype(std::declval<T&>() = std::declval<const T&>()), const T&>::value;
+}
+static_assert(AssignsToConst<UtilsStringList>(), "UtilsStringList::operator=");
+static_assert(AssignsToConst<UtilsString>(), "UtilsString::operator=");
+static_assert(AssignsToConst<UTILS::UtilsByte>(), "UtilsByte::operator=");
 
 std::vector<std::string> Items(UtilsStringList& list) {
   std::vector<std::string> items;

@@ -130,10 +130,12 @@ const UtilsString& UtilsString::operator=(const UtilsString& other) {
 }
 
 const UtilsString& UtilsString::operator=(const char* text) {
+  ScopedLock strings(m_Lock);
   Current().Assign(text, text ? ::strlen(text) : 0);
   return *this;
 }
 const UtilsString& UtilsString::operator=(const std::string& text) {
+  ScopedLock strings(m_Lock);
   Current().Assign(text.c_str(), text.size());
   return *this;
 }
@@ -144,11 +146,13 @@ const UtilsString& UtilsString::operator=(const unsigned short* text) {
   return ConvertFromWideChar(text, 0);
 }
 const UtilsString& UtilsString::operator=(const MemObject<char>& text) {
+  ScopedLock strings(m_Lock);
   Current().Assign(text.Data(), text.Length());
   return *this;
 }
 
 void UtilsString::AssignStrings(const std::vector<std::string>& texts) {
+  ScopedLock strings(m_Lock);
   Create(1);
   m_ulNumStrings = 1;
   if (!texts.empty()) Element(0).Assign(texts[0].c_str(), texts[0].size());
@@ -186,7 +190,9 @@ const UtilsString& UtilsString::operator=(std::vector<UtilsString>& texts) {
 // ---- append, insert, replace ----------------------------------------------------
 
 const UtilsString& UtilsString::AppendText(const char* text, unsigned long n) {
-  if (text && n) Current().Append(text, n);
+  if (!text || !n) return *this;
+  ScopedLock strings(m_Lock);
+  Current().Append(text, n);
   return *this;
 }
 
@@ -245,12 +251,10 @@ UTILS_STRING_PLUS(double)
 
 #define UTILS_STRING_EDITS(TYPE, PTR, LEN)                                          \
   const UtilsString& UtilsString::Insert(TYPE text, unsigned long position) {       \
-    if (LEN) Current().Insert(PTR, LEN, position);                                  \
-    return *this;                                                                   \
+    return EditText(PTR, LEN, position, 0);                                         \
   }                                                                                 \
   const UtilsString& UtilsString::Replace(TYPE text, unsigned long position) {      \
-    if (LEN) Current().Replace(PTR, LEN, position);                                 \
-    return *this;                                                                   \
+    return EditText(PTR, LEN, position, 1);                                         \
   }
 UTILS_STRING_EDITS(const char*, text, (text ? ::strlen(text) : 0))
 UTILS_STRING_EDITS(const UtilsString&, text.c_str(), text.length())
@@ -262,17 +266,31 @@ UTILS_STRING_EDITS(const unsigned short*, NarrowFromWide(text).c_str(),
 UTILS_STRING_EDITS(const MemObject<char>&, text.Data(), text.Length())
 #undef UTILS_STRING_EDITS
 
+const UtilsString& UtilsString::EditText(const char* text, unsigned long n, unsigned long position,
+                                         int replace) {
+  if (!text || !n) return *this;
+  ScopedLock strings(m_Lock);
+  if (replace)
+    Current().Replace(text, n, position);
+  else
+    Current().Insert(text, n, position);
+  return *this;
+}
+
 const UtilsString& UtilsString::TruncateString(unsigned long n) {
+  ScopedLock strings(m_Lock);
   Current().TruncateString(n);
   return *this;
 }
 const UtilsString& UtilsString::TruncateStringAtPosition(unsigned long n, unsigned long position) {
+  ScopedLock strings(m_Lock);
   Current().TruncateStringAtPosition(n, position);
   return *this;
 }
 const UtilsString& UtilsString::operator--() { return TruncateString(1); }
 const UtilsString& UtilsString::operator--(int) { return TruncateString(1); }
 const UtilsString& UtilsString::Erase() {
+  ScopedLock strings(m_Lock);
   Current().Clear();
   return *this;
 }
@@ -281,25 +299,27 @@ const UtilsString& UtilsString::EraseString() { return Erase(); }
 // ---- the set of strings -----------------------------------------------------------
 
 const UtilsString& UtilsString::AddString(const char* text) {
-  AddElement(text, text ? ::strlen(text) : 0);
-  ++m_ulNumStrings;
-  return *this;
+  return AddText(text, text ? ::strlen(text) : 0);
 }
 const UtilsString& UtilsString::AddString(const std::string& text) {
-  AddElement(text.empty() ? 0 : text.c_str(), text.size());
-  ++m_ulNumStrings;
-  return *this;
+  return AddText(text.empty() ? 0 : text.c_str(), text.size());
 }
 const UtilsString& UtilsString::AddString(const std::wstring& text) {
   return AddString(NarrowFromWide(WideOf(text)));
 }
 const UtilsString& UtilsString::AddString(const UtilsString& text) {
-  AddElement(text.length() ? text.c_str() : 0, text.length());
+  std::string copy = text.GetSTLString();  // read under its own lock, not under ours
+  return AddText(copy.c_str(), copy.size());
+}
+const UtilsString& UtilsString::AddText(const char* text, unsigned long n) {
+  ScopedLock strings(m_Lock);
+  AddElement(n ? text : 0, n);
   ++m_ulNumStrings;
   return *this;
 }
 
 const UtilsString& UtilsString::RemoveString() {
+  ScopedLock strings(m_Lock);
   RemoveElement(m_ulCurrent);
   if (m_ulNumStrings > 1) --m_ulNumStrings;
   if (m_ulCurrent >= m_ulNumStrings) m_ulCurrent = m_ulNumStrings - 1;
@@ -307,6 +327,7 @@ const UtilsString& UtilsString::RemoveString() {
 }
 
 const UtilsString& UtilsString::RemoveString(unsigned long index) {
+  ScopedLock strings(m_Lock);
   if (index > m_ulNumStrings - 1)
     ThrowOutOfRange(ComposeShortError(kOutOfRangeError, static_cast<long>(index),
                                       kFileUtilsString, LINE_REMOVE_STRING));
@@ -317,6 +338,7 @@ const UtilsString& UtilsString::RemoveString(unsigned long index) {
 }
 
 const UtilsString& UtilsString::SetCurrentString(unsigned long index) {
+  ScopedLock strings(m_Lock);
   if (index > m_ulNumStrings - 1)
     ThrowOutOfRange(ComposeIndexError(kOutOfRangeError, index, 0, m_ulNumStrings,
                                       kFileUtilsString, LINE_SET_CURRENT_STRING));
@@ -328,6 +350,7 @@ unsigned long UtilsString::GetCurrentString() const { return m_ulCurrent; }
 unsigned long UtilsString::GetNumberOfStrings() const { return m_ulNumStrings; }
 
 const char* UtilsString::GetStringNumber(unsigned long index) const {
+  ScopedLock strings(m_Lock);
   // Index == count passes this test and then fails in the read-only element access.
   if (index > m_ulNumStrings)
     ThrowOutOfRange(ComposeShortError(kOutOfRangeError, static_cast<long>(index),
@@ -354,24 +377,41 @@ UtilsString& UtilsString::operator[](unsigned long index) {
 
 // ---- access and conversions ---------------------------------------------------------
 
-char* UtilsString::Retrieve() { return Current().Data(); }
-char* UtilsString::GetString() { return Current().Data(); }
-const char* UtilsString::c_str() const { return Current().Data(); }
-UtilsString::operator char*() { return Current().Data(); }
-UtilsString::operator const char*() const { return Current().Data(); }
-char& UtilsString::RetrieveChar(unsigned long i) { return Current().Data()[i]; }
-unsigned long UtilsString::size() const { return Current().Length(); }
-unsigned long UtilsString::length() const { return Current().Length(); }
-unsigned long UtilsString::strlen() const { return Current().Length(); }
-int UtilsString::operator!() const { return Current().Length() == 0; }
+// Readers hold the array's lock while they find the current string, so that adding or
+// removing a string on another thread cannot move it away under them.
+char* UtilsString::Retrieve() { return c_str_locked(); }
+char* UtilsString::GetString() { return c_str_locked(); }
+const char* UtilsString::c_str() const { return const_cast<UtilsString*>(this)->c_str_locked(); }
+UtilsString::operator char*() { return c_str_locked(); }
+UtilsString::operator const char*() const { return c_str(); }
+char& UtilsString::RetrieveChar(unsigned long i) { return c_str_locked()[i]; }
+unsigned long UtilsString::size() const { return length(); }
+unsigned long UtilsString::length() const {
+  ScopedLock strings(m_Lock);
+  return Current().Length();
+}
+unsigned long UtilsString::strlen() const { return length(); }
+int UtilsString::operator!() const { return length() == 0; }
 
-std::string UtilsString::GetSTLString() const { return std::string(c_str(), length()); }
+char* UtilsString::c_str_locked() {
+  ScopedLock strings(m_Lock);
+  return Current().Data();
+}
+
+std::string UtilsString::GetSTLString() const {
+  ScopedLock strings(m_Lock);
+  return std::string(c_str(), length());
+}
 std::string UtilsString::ConvertToSTL() const { return GetSTLString(); }
 UtilsString::operator std::string() const { return GetSTLString(); }
-std::wstring UtilsString::GetSTLWString() const { return WideFromNarrow(c_str(), length()); }
+std::wstring UtilsString::GetSTLWString() const {
+  ScopedLock strings(m_Lock);
+  return WideFromNarrow(c_str(), length());
+}
 UtilsString::operator std::wstring() const { return GetSTLWString(); }
 
 unsigned short* UtilsString::ReturnWideChar() const {
+  ScopedLock strings(m_Lock);
   unsigned long n = length();
   if (!g_pWideBuffer) g_pWideBuffer = new UtilsAllocator<unsigned short>(n ? 2 * n : 1);
   UINT codePage = GetACP();
@@ -396,6 +436,7 @@ UtilsString::operator unsigned short*() const { return ReturnWideChar(); }
 UtilsString::operator const unsigned short*() const { return ReturnWideChar(); }
 
 unsigned char* UtilsString::ReturnByteStr() const {
+  ScopedLock strings(m_Lock);
   unsigned long n = length() + 1;
   if (!g_pByteBuffer)
     g_pByteBuffer = new UtilsAllocator<unsigned char>(n);
@@ -426,6 +467,7 @@ const UtilsString& UtilsString::ConvertFromWideChar(const unsigned short* text, 
   if (WideCharToMultiByte(GetACP(), kWideToNarrowFlags, wide, -1, &buffer[0], size, 0, 0) <= 0)
     return *this;
   unsigned long n = ::strlen(&buffer[0]);
+  ScopedLock strings(m_Lock);
   if (append)
     AppendText(&buffer[0], n);
   else
@@ -436,9 +478,11 @@ const UtilsString& UtilsString::ConvertFromWideChar(const unsigned short* text, 
 // ---- comparison ---------------------------------------------------------------------
 
 int UtilsString::CompareText(const char* text, unsigned long n) const {
+  ScopedLock strings(m_Lock);
   return compare(c_str(), text, m_iCase, m_iMatchStyle, length(), n);
 }
 int UtilsString::FriendCompareText(const char* text, unsigned long n) const {
+  ScopedLock strings(m_Lock);
   return compare(text, c_str(), m_iCase, m_iMatchStyle, n, length());
 }
 
@@ -476,6 +520,7 @@ const int UtilsString::GetMatchStyle() const { return m_iMatchStyle; }
 
 const int UtilsString::Search(const char* text, unsigned long occurrence) const {
   if (!text) return 0;
+  ScopedLock strings(m_Lock);
   unsigned long found = 0;
   return search(text, text + ::strlen(text), c_str(), c_str() + length(), found, m_iCase,
                 occurrence);
@@ -484,6 +529,7 @@ const int UtilsString::Search(const char* text, unsigned long occurrence) const 
 const int UtilsString::FindFirst(const char* text, unsigned long& position) {
   m_ulFindCursor = 0;
   if (!text) return 0;
+  ScopedLock strings(m_Lock);
   unsigned long found = 0;
   if (!search(text, text + ::strlen(text), c_str(), c_str() + length(), found, m_iCase,
               m_ulFindCursor))
@@ -495,6 +541,7 @@ const int UtilsString::FindFirst(const char* text, unsigned long& position) {
 const int UtilsString::FindNext(const char* text, unsigned long& position) {
   ++m_ulFindCursor;
   if (!text) return 0;
+  ScopedLock strings(m_Lock);
   unsigned long found = 0;
   if (!search(text, text + ::strlen(text), c_str(), c_str() + length(), found, m_iCase,
               m_ulFindCursor))
@@ -518,6 +565,7 @@ void UtilsString::FindReset() { m_ulFindCursor = 0; }
 
 const int UtilsString::TokenAt(const char* separator, unsigned long index, int flag,
                                std::string& token) {
+  ScopedLock strings(m_Lock);
   unsigned long start = 0, size = 0;
   if (!parse(c_str(), length(), separator, separator ? ::strlen(separator) : 0, index, m_iCase,
              flag, start, size))
@@ -528,6 +576,7 @@ const int UtilsString::TokenAt(const char* separator, unsigned long index, int f
 
 const int UtilsString::FastToken(const char* separator, unsigned long index, int flag,
                                  std::string& token) {
+  ScopedLock strings(m_Lock);
   unsigned long n = length();
   if (index < m_ulFastCursor || m_ulFastOffset > n + 1) ParseFastReset();
   unsigned long start = 0, size = 0;
@@ -613,6 +662,7 @@ void UtilsString::ParseFastReset() {
 
 const int UtilsString::ReplaceAt(const char* old, const char* fresh, int flag) {
   if (!old) return 0;
+  ScopedLock strings(m_Lock);
   int caseFlag = flag ? 0 : (m_iCase != 0 ? 1 : 0);
   return Current().ReplaceOccurrence(old, ::strlen(old), fresh, fresh ? ::strlen(fresh) : 0,
                                      m_ulReplaceCursor, caseFlag, this);
@@ -652,6 +702,7 @@ const UtilsString& UtilsString::SplitData(UtilsString& target, const UtilsString
 }
 
 const UtilsString& UtilsString::Reverse() {
+  ScopedLock strings(m_Lock);
   MemObject<char>& text = Current();
   ScopedLock hold(text.GetLock());
   char* data = text.Data();
@@ -660,6 +711,7 @@ const UtilsString& UtilsString::Reverse() {
 }
 
 const UtilsString& UtilsString::Sort() {
+  ScopedLock strings(m_Lock);
   MemObject<char>& text = Current();
   ScopedLock hold(text.GetLock());
   selection_sort(text.Data(), text.Data() + text.Length());
@@ -667,6 +719,7 @@ const UtilsString& UtilsString::Sort() {
 }
 
 const UtilsString& UtilsString::XORString(unsigned char key) {
+  ScopedLock strings(m_Lock);
   MemObject<char>& text = Current();
   ScopedLock hold(text.GetLock());
   char* data = text.Data();
@@ -685,6 +738,7 @@ const UtilsString& UtilsString::EncryptString(const UtilsString& key) {
 const UtilsString& UtilsString::EncryptString(const UtilsByte& key) {
   unsigned long keyLength = key.length();
   if (keyLength == 0) throw std::invalid_argument("UtilsString::EncryptString: the key is empty");
+  ScopedLock strings(m_Lock);
   MemObject<char>& text = Current();
   ScopedLock hold(text.GetLock());
   char* data = text.Data();
@@ -754,7 +808,10 @@ unsigned long UtilsString::FormatCurrentString(...) {
   std::string text;
   unsigned long count = FormatInto(0x500, format.c_str(), 0, &args, text);
   va_end(args);
-  if (count) Current().Assign(text.c_str(), text.size());
+  if (count) {
+    ScopedLock strings(m_Lock);
+    Current().Assign(text.c_str(), text.size());
+  }
   return count;
 }
 

@@ -2,6 +2,7 @@
 // replace, split, scrambling, system texts, wide conversions and thread safety.
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <map>
 #include <stdexcept>
 #include <string>
@@ -351,6 +352,24 @@ TEST(UtilsStringThreads, ConcurrentAppendsKeepEveryCharacter) {
   ASSERT_EQ(4u, counts.size());
   for (int t = 0; t < 4; ++t) EXPECT_EQ(perThread, counts[static_cast<char>('a' + t)]);
   EXPECT_EQ(0, shared.c_str()[shared.length()]);
+}
+
+TEST(UtilsStringThreads, AddingStringsWhileAppendingToTheCurrentOne) {
+  UtilsString shared("x");
+  std::atomic<bool> adding(true);
+  unsigned long appended = 0;
+  std::thread appender([&] {
+    while (adding) {
+      shared.Append('a');
+      ++appended;
+    }
+  });
+  for (int i = 0; i < 400; ++i) shared.AddString("added");  // each moves the whole set
+  adding = false;
+  appender.join();
+  EXPECT_EQ(401u, shared.GetNumberOfStrings());
+  EXPECT_STREQ("added", shared.GetStringNumber(400));
+  EXPECT_EQ(1 + appended, shared.length());
 }
 
 }  // namespace

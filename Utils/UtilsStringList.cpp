@@ -78,24 +78,33 @@ const UtilsString& UtilsStringList::CurrentValue() const { return m_List.At(m_ul
 // ---- adding and removing ----------------------------------------------------------
 
 const UtilsStringList& UtilsStringList::AddString(const UtilsString& text) {
-  m_List.AddTail(Stored(text));
+  UtilsString stored = Stored(text);  // text may be one of our own strings
+  ScopedLock list(m_Lock);
+  m_List.AddTail(stored);
   return *this;
 }
 
 const UtilsStringList& UtilsStringList::AddStringSorted(const UtilsString& text) {
-  m_List.AddSorted(Stored(text), m_iCase);
+  UtilsString stored = Stored(text);
+  ScopedLock list(m_Lock);
+  m_List.AddSorted(stored, m_iCase);
   return *this;
 }
 
-const UtilsStringList& UtilsStringList::RemoveString() { return RemoveString(m_ulCurrent); }
+const UtilsStringList& UtilsStringList::RemoveString() {
+  ScopedLock list(m_Lock);
+  return RemoveString(m_ulCurrent);
+}
 
 const UtilsStringList& UtilsStringList::RemoveString(unsigned long position) {
+  ScopedLock list(m_Lock);
   m_List.RemoveAt(position);
   if (m_ulCurrent >= m_List.Count() && m_ulCurrent > 0) m_ulCurrent = m_List.Count() ? m_List.Count() - 1 : 0;
   return *this;
 }
 
 const UtilsStringList& UtilsStringList::RemoveAllStrings() {
+  ScopedLock list(m_Lock);
   m_List.RemoveAll();
   m_ulCurrent = 0;
   return *this;
@@ -103,49 +112,55 @@ const UtilsStringList& UtilsStringList::RemoveAllStrings() {
 
 // ---- appending to one string --------------------------------------------------------
 
+// Each member holds the list's lock while it uses a stored string, so that a string
+// removed on another thread cannot vanish under it. A value taken from another list is
+// copied out first, before our lock is taken.
 #define UTILS_LIST_APPENDS(TYPE, VALUE)                                                   \
   const UtilsStringList& UtilsStringList::Append(TYPE value) {                            \
-    At(m_ulCurrent).Append(VALUE);                                                        \
-    return *this;                                                                         \
+    return Append(m_ulCurrent, value);                                                    \
   }                                                                                       \
   const UtilsStringList& UtilsStringList::Append(unsigned long position, TYPE value) {    \
-    At(position).Append(VALUE);                                                           \
+    VALUE;                                                                                \
+    ScopedLock list(m_Lock);                                                              \
+    At(position).Append(held);                                                            \
     return *this;                                                                         \
   }                                                                                       \
   const UtilsStringList& UtilsStringList::operator+=(TYPE value) { return Append(value); }
-UTILS_LIST_APPENDS(const char*, value)
-UTILS_LIST_APPENDS(const std::string&, value)
-UTILS_LIST_APPENDS(const std::wstring&, value)
-UTILS_LIST_APPENDS(const UtilsString&, value)
-UTILS_LIST_APPENDS(const UtilsStringList&, UtilsString(value.CurrentValue()))
-UTILS_LIST_APPENDS(unsigned long, value)
-UTILS_LIST_APPENDS(double, value)
+UTILS_LIST_APPENDS(const char*, const char* held = value)
+UTILS_LIST_APPENDS(const std::string&, const std::string& held = value)
+UTILS_LIST_APPENDS(const std::wstring&, const std::wstring& held = value)
+UTILS_LIST_APPENDS(const UtilsString&, const UtilsString& held = value)
+UTILS_LIST_APPENDS(const UtilsStringList&, UtilsString held(value.RetrieveUString()))
+UTILS_LIST_APPENDS(unsigned long, unsigned long held = value)
+UTILS_LIST_APPENDS(double, double held = value)
 #undef UTILS_LIST_APPENDS
 
 #define UTILS_LIST_EDITS(TYPE, VALUE)                                                      \
   const UtilsStringList& UtilsStringList::Insert(TYPE text, unsigned long offset) {        \
-    At(m_ulCurrent).Insert(VALUE, offset);                                                 \
-    return *this;                                                                          \
+    return Insert(m_ulCurrent, text, offset);                                              \
   }                                                                                        \
   const UtilsStringList& UtilsStringList::Insert(unsigned long position, TYPE text,        \
                                                  unsigned long offset) {                   \
-    At(position).Insert(VALUE, offset);                                                    \
+    VALUE;                                                                                 \
+    ScopedLock list(m_Lock);                                                               \
+    At(position).Insert(held, offset);                                                     \
     return *this;                                                                          \
   }                                                                                        \
   const UtilsStringList& UtilsStringList::Replace(TYPE text, unsigned long offset) {       \
-    At(m_ulCurrent).Replace(VALUE, offset);                                                \
-    return *this;                                                                          \
+    return Replace(m_ulCurrent, text, offset);                                             \
   }                                                                                        \
   const UtilsStringList& UtilsStringList::Replace(unsigned long position, TYPE text,       \
                                                   unsigned long offset) {                  \
-    At(position).Replace(VALUE, offset);                                                   \
+    VALUE;                                                                                 \
+    ScopedLock list(m_Lock);                                                               \
+    At(position).Replace(held, offset);                                                    \
     return *this;                                                                          \
   }
-UTILS_LIST_EDITS(const char*, text)
-UTILS_LIST_EDITS(const std::string&, text)
-UTILS_LIST_EDITS(const MemObject<char>&, text)
-UTILS_LIST_EDITS(const UtilsString&, text)
-UTILS_LIST_EDITS(const UtilsStringList&, UtilsString(text.CurrentValue()))
+UTILS_LIST_EDITS(const char*, const char* held = text)
+UTILS_LIST_EDITS(const std::string&, const std::string& held = text)
+UTILS_LIST_EDITS(const MemObject<char>&, const MemObject<char>& held = text)
+UTILS_LIST_EDITS(const UtilsString&, const UtilsString& held = text)
+UTILS_LIST_EDITS(const UtilsStringList&, UtilsString held(text.RetrieveUString()))
 #undef UTILS_LIST_EDITS
 
 // ---- position and access --------------------------------------------------------------
@@ -171,18 +186,39 @@ UtilsStringList& UtilsStringList::operator[](unsigned long position) {
   return *this;
 }
 
-UtilsString* UtilsStringList::RetrieveString() { return &At(m_ulCurrent); }
-UtilsString* UtilsStringList::RetrieveString(unsigned long position) { return &At(position); }
-UtilsString UtilsStringList::RetrieveUString() const { return CurrentValue(); }
-UtilsString UtilsStringList::RetrieveUString(unsigned long position) { return At(position); }
-UtilsStringList::operator UtilsString() const { return CurrentValue(); }
-const char* UtilsStringList::Retrieve() const { return CurrentValue().c_str(); }
-const char* UtilsStringList::Retrieve(unsigned long position) { return At(position).c_str(); }
-UtilsStringList::operator const char*() const { return CurrentValue().c_str(); }
-unsigned long UtilsStringList::length() const { return CurrentValue().length(); }
-unsigned long UtilsStringList::length(unsigned long position) { return At(position).length(); }
-unsigned long UtilsStringList::strlen() const { return CurrentValue().length(); }
-unsigned long UtilsStringList::strlen(unsigned long position) { return At(position).length(); }
+UtilsString* UtilsStringList::RetrieveString() { return RetrieveString(m_ulCurrent); }
+UtilsString* UtilsStringList::RetrieveString(unsigned long position) {
+  ScopedLock list(m_Lock);
+  return &At(position);
+}
+UtilsString UtilsStringList::RetrieveUString() const {
+  ScopedLock list(m_Lock);
+  return CurrentValue();
+}
+UtilsString UtilsStringList::RetrieveUString(unsigned long position) {
+  ScopedLock list(m_Lock);
+  return At(position);
+}
+UtilsStringList::operator UtilsString() const { return RetrieveUString(); }
+const char* UtilsStringList::Retrieve() const {
+  ScopedLock list(m_Lock);
+  return CurrentValue().c_str();
+}
+const char* UtilsStringList::Retrieve(unsigned long position) {
+  ScopedLock list(m_Lock);
+  return At(position).c_str();
+}
+UtilsStringList::operator const char*() const { return Retrieve(); }
+unsigned long UtilsStringList::length() const {
+  ScopedLock list(m_Lock);
+  return CurrentValue().length();
+}
+unsigned long UtilsStringList::length(unsigned long position) {
+  ScopedLock list(m_Lock);
+  return At(position).length();
+}
+unsigned long UtilsStringList::strlen() const { return length(); }
+unsigned long UtilsStringList::strlen(unsigned long position) { return length(position); }
 unsigned long UtilsStringList::size() const { return m_List.Count(); }
 unsigned long UtilsStringList::GetNumberOfStrings() const { return m_List.Count(); }
 
@@ -207,7 +243,9 @@ const int UtilsStringList::SetSearchDirection(int direction) {
 unsigned long UtilsStringList::SearchList(const UtilsString& text, int method,
                                           unsigned long occurrence) {
   if (m_List.Count() == 0) return NOT_FOUND;
-  return m_List.SearchList(Stored(text), method, occurrence, m_iCase, m_iMatchStyle);
+  UtilsString stored = Stored(text);
+  ScopedLock list(m_Lock);
+  return m_List.SearchList(stored, method, occurrence, m_iCase, m_iMatchStyle);
 }
 
 const int UtilsStringList::SearchListItem(const UtilsString& text, int occurrence,
@@ -217,17 +255,23 @@ const int UtilsStringList::SearchListItem(const UtilsString& text, int occurrenc
 
 const int UtilsStringList::SearchListItem(unsigned long position, const UtilsString& text,
                                           int occurrence, int ignoreCase) {
-  UtilsString item(At(position));
+  UtilsString item;
+  {
+    ScopedLock list(m_Lock);
+    item = At(position);
+  }
   if (ignoreCase) item.SetCase(0);
   else if (item.GetCase() != 0) item.SetCase(1);
   return item.Search(text.c_str(), static_cast<unsigned long>(occurrence));
 }
 
 const int UtilsStringList::ReplaceAllInCurrentString(const char* old, char* fresh, int flag) {
+  ScopedLock list(m_Lock);
   return At(m_ulCurrent).ReplaceAll(old, fresh, flag);
 }
 
 const int UtilsStringList::ReplaceAllInList(const char* old, char* fresh, int flag) {
+  ScopedLock list(m_Lock);
   int any = 0;
   for (unsigned long i = 0; i < m_List.Count(); ++i)
     if (m_List.At(i).ReplaceAll(old, fresh, flag)) any = 1;
@@ -263,6 +307,7 @@ const UtilsStringList& UtilsStringList::SplitData(const UtilsString& text,
 }
 
 const UtilsStringList& UtilsStringList::Sort(unsigned long descending) {
+  ScopedLock list(m_Lock);
   m_List.Sort(descending, m_iCase);
   return *this;
 }
@@ -270,10 +315,12 @@ const UtilsStringList& UtilsStringList::Sort(unsigned long descending) {
 // ---- comparison ---------------------------------------------------------------------------
 
 int UtilsStringList::CompareText(const char* text, unsigned long n) const {
+  ScopedLock list(m_Lock);
   const UtilsString& mine = CurrentValue();
   return mine.compare(mine.c_str(), text, m_iCase, m_iMatchStyle, mine.length(), n);
 }
 int UtilsStringList::FriendCompareText(const char* text, unsigned long n) const {
+  ScopedLock list(m_Lock);
   const UtilsString& mine = CurrentValue();
   return mine.compare(text, mine.c_str(), m_iCase, m_iMatchStyle, n, mine.length());
 }
@@ -289,8 +336,8 @@ int UtilsStringList::FriendCompareText(const char* text, unsigned long n) const 
   int UtilsStringList::operator<=(TYPE text) const { return Compare(text) <= 0; }    \
   int UtilsStringList::operator>(TYPE text) const { return Compare(text) > 0; }      \
   int UtilsStringList::operator>=(TYPE text) const { return Compare(text) >= 0; }
-UTILS_LIST_COMPARES(const UtilsStringList&, text.CurrentValue().c_str(),
-                    text.CurrentValue().length())
+UTILS_LIST_COMPARES(const UtilsStringList&, text.RetrieveUString().c_str(),
+                    text.RetrieveUString().length())
 UTILS_LIST_COMPARES(const UtilsString&, text.c_str(), text.length())
 UTILS_LIST_COMPARES(const char*, text, 0)
 UTILS_LIST_COMPARES(const std::string&, text.c_str(), text.size())

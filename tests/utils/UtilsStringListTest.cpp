@@ -1,7 +1,9 @@
 // UtilsStringList: positions, sorted insertion, list searches and splitting.
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <stdexcept>
+#include <thread>
 #include <string>
 #include <type_traits>
 #include <utility>
@@ -66,6 +68,23 @@ TEST(UtilsStringList, PositionsAndAppends) {
   list.RemoveAllStrings();
   EXPECT_EQ(0u, list.size());
   EXPECT_STREQ("UTILS::UtilsStringList", list.derived_class());
+}
+
+TEST(UtilsStringList, RemovingOnOneThreadWhileAppendingOnAnother) {
+  // The string being appended to is removed and replaced over and over.
+  UtilsStringList list = ListOf({"first"});
+  std::atomic<bool> churning(true);
+  std::thread appender([&] {
+    while (churning) list.Append(0UL, "a");
+  });
+  for (int i = 0; i < 3000; ++i) {
+    list.AddString(UtilsString("next"));
+    list.RemoveString(0UL);
+  }
+  churning = false;
+  appender.join();
+  ASSERT_EQ(1u, list.size());
+  EXPECT_STREQ("next", std::string(list.Retrieve(0UL)).substr(0, 4).c_str());
 }
 
 TEST(UtilsStringList, SortedInsertion) {

@@ -773,6 +773,10 @@ unsigned long UtilsString::SetErrorMsg(unsigned long error, int withNumber) {
 
 int UtilsString::LoadStringA(HINSTANCE module, unsigned long id, unsigned long maxLength) {
   if (!module) module = GetModuleHandleA(0);
+  // A string resource holds at most 65535 characters, so a larger limit reads the same
+  // text; capping it keeps maxLength + 1 from wrapping to 0, which would make the system
+  // write a pointer into a buffer that does not exist.
+  if (maxLength > 0xFFFF) maxLength = 0xFFFF;
   std::vector<char> buffer(maxLength + 1, '\0');
   int count = ::LoadStringA(module, id, &buffer[0], static_cast<int>(maxLength + 1));
   if (count > 0) AppendText(&buffer[0], ::strlen(&buffer[0]));

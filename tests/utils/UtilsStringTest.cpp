@@ -303,6 +303,9 @@ TEST(UtilsStringSystem, ErrorTextsFormattingAndResources) {
   int count = r.LoadStringA(user32, 2, 100);
   ASSERT_GT(count, 0);
   EXPECT_EQ(1u + count, r.length());
+  UtilsString unlimited;
+  EXPECT_EQ(count, unlimited.LoadStringA(user32, 2, 0xFFFFFFFFUL));  // no wrap to 0
+  EXPECT_EQ(static_cast<unsigned long>(count), unlimited.length());
   UtilsString shortR;
   EXPECT_EQ(2, shortR.LoadStringA(user32, 2, 2));
   EXPECT_EQ(2u, shortR.length());

@@ -2,6 +2,10 @@
 // object for a full path through the name index, name-only file objects (type 0x1000)
 // and their resolution in the system directories.
 #include <string.h>
+#include <functional>
+#include <new>
+#include <unordered_set>
+#include <utility>
 #include "Internal.h"
 #include "PathSplit.h"
 
@@ -11,6 +15,34 @@ namespace {
 
 enum : uint32_t { kTypeDrive = 1, kTypeTree2 = 2, kTypeTree4 = 4, kTypeHive = 8, kTypeKey16 = 16,
                   kTypeKey32 = 32, kTypeVFile = 0x1000 };
+
+// The (object, state) pairs of one path walk already known to fail. Parent links may
+// branch and join again (an object with several parents, cycles), and without this a
+// walk that tries every parent at every level would take exponential time; with it
+// each pair is tried once. The answers are those of the plain walk. If memory runs
+// out the walk goes on without remembering.
+class FailedSteps {
+ public:
+  bool Known(const DBObject* o, uint32_t state) const {
+    return !m_Set.empty() && m_Set.count(Key(o, state)) != 0;
+  }
+  void Add(const DBObject* o, uint32_t state) {
+    try {
+      m_Set.insert(Key(o, state));
+    } catch (const std::bad_alloc&) {
+    }
+  }
+
+ private:
+  typedef std::pair<const DBObject*, uint32_t> Step;
+  struct StepHash {
+    size_t operator()(const Step& k) const {
+      return std::hash<const void*>()(k.first) * 31 + k.second;
+    }
+  };
+  static Step Key(const DBObject* o, uint32_t state) { return Step(o, state); }
+  std::unordered_set<Step, StepHash> m_Set;
+};
 
 // The source of the i-th incoming link of o if that link is a parent link, else null.
 // The path code runs with the mutex held by its caller.
@@ -31,8 +63,8 @@ void DropTrailingBackslash(char* s) {
 
 // Builds the full path into buffer (capacity cap including the NUL); 0 if there is
 // none or it does not fit.
-int BuildFullPath(DBObject* o, char* buffer, size_t cap, int depth) {
-  if (depth >= static_cast<int>(kMaxPathDepth)) return 0;
+int BuildFullPath(DBObject* o, char* buffer, size_t cap, int depth, FailedSteps& failed) {
+  if (depth >= static_cast<int>(kMaxPathDepth) || failed.Known(o, depth)) return 0;
   const char* name = o->pszName ? o->pszName : "";
   size_t nameLength = strlen(name);
   if (o->dwType == kTypeDrive || o->dwType == kTypeHive) {
@@ -44,22 +76,27 @@ int BuildFullPath(DBObject* o, char* buffer, size_t cap, int depth) {
     return 0;
   for (uint32_t i = 0; i < IncomingCount(o); ++i) {
     DBObject* parent = ParentAt(o, i);
-    if (!parent || !BuildFullPath(parent, buffer, cap, depth + 1)) continue;
+    if (!parent || !BuildFullPath(parent, buffer, cap, depth + 1, failed)) continue;
     size_t n = strlen(buffer);
     if (n + 1 + nameLength >= cap) continue;  // too long this way; try another parent
     buffer[n] = '\\';
     memcpy(buffer + n + 1, name, nameLength + 1);
     return 1;
   }
+  failed.Add(o, depth);
   return 0;
 }
 
 bool Fits(size_t a, size_t b, size_t c = 0) { return a + b + c < kPathBufferSize; }
 
-int HasCorrectPath(DBObject* o, char* parentPath, int depth) {
+// The answer depends on the object, the path (always a prefix of the one first given,
+// so its length tells it) and the depth left.
+int HasCorrectPath(DBObject* o, char* parentPath, int depth, FailedSteps& failed) {
   if (depth >= static_cast<int>(kMaxPathDepth)) return 0;
   size_t n = strlen(parentPath);
   if (n >= kPathBufferSize) return 0;
+  uint32_t state = static_cast<uint32_t>(n) << 9 | static_cast<uint32_t>(depth);
+  if (failed.Known(o, state)) return 0;
   bool shortForm = n < 4 || ((o->dwType == kTypeKey16 || o->dwType == kTypeHive) && !strchr(parentPath, '\\'));
   if (shortForm) {
     DropTrailingBackslash(parentPath);
@@ -81,8 +118,9 @@ int HasCorrectPath(DBObject* o, char* parentPath, int depth) {
     memcpy(above, parentPath, parts.dirEnd);
     above[parts.dirEnd] = 0;
     DropTrailingBackslash(above);
-    if (HasCorrectPath(parent, above, depth + 1)) return 1;
+    if (HasCorrectPath(parent, above, depth + 1, failed)) return 1;
   }
+  failed.Add(o, state);
   return 0;
 }
 
@@ -91,7 +129,8 @@ bool Accept(DBObject* o, const char* name, uint32_t type1, uint32_t type2, const
   if (!parentPath) return true;
   char scratch[kPathBufferSize];
   strcpy(scratch, parentPath);  // the check may shorten it
-  return HasCorrectPath(o, scratch, 0) != 0;
+  FailedSteps failed;
+  return HasCorrectPath(o, scratch, 0, failed) != 0;
 }
 
 // The first object in the name bucket of name, in bucket order, whose type is one of
@@ -147,7 +186,8 @@ CVKUObject* CVKUDatabase::GetRootObject() {
 
 int CVKUDatabase::SafeGetFullPath(DBObject* object, char* buffer, int depth) {
   if (!object || !buffer) return 0;
-  return BuildFullPath(object, buffer, kFullPathSize, depth);
+  FailedSteps failed;
+  return BuildFullPath(object, buffer, kFullPathSize, depth, failed);
 }
 
 int CVKUDatabase::GetFullPath(DBObject* object, char* buffer) {
@@ -162,7 +202,8 @@ int CVKUObject::GetFullPath(char* buffer) {
 
 int CVKUDatabase::DoesObjectHaveCorrectPath(DBObject* object, char* parentPath) {
   if (!object || !parentPath) return 0;
-  return HasCorrectPath(object, parentPath, 0);
+  FailedSteps failed;
+  return HasCorrectPath(object, parentPath, 0, failed);
 }
 
 DBObject* vkl::FindByPath(CVKUDatabase* db, const char* path) {

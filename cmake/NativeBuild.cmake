@@ -35,7 +35,7 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
   # committed seeds; longer runs by hand (see docs/testing.md).
   file(MAKE_DIRECTORY ${CMAKE_BINARY_DIR}/fuzz-corpus)
   add_test(NAME store_loader_fuzz
-           COMMAND $<TARGET_FILE:store_loader_fuzz> -max_total_time=30 -seed=1 -print_final_stats=1
+           COMMAND $<TARGET_FILE:store_loader_fuzz> -max_total_time=30 -timeout=20 -seed=1 -print_final_stats=1
                    ${CMAKE_BINARY_DIR}/fuzz-corpus ${CMAKE_SOURCE_DIR}/fuzz/seeds)
 endif()
 

@@ -168,3 +168,25 @@ TEST_F(DbTest, ResolveTriesTheWindowsSystemFolderOnTheNTFamilyOnly) {
   }
 }
 #endif
+
+// Two objects named D at every level, each a child of both objects of the level above:
+// 2^40 parent chains. The walks must answer at once, whether or not a drive tops them.
+TEST_F(DbTest, BranchingParentChainsAreWalkedOnce) {
+  const int kLevels = 40;
+  std::vector<CVKUObject*> above = {Add("D", 4), Add("D", 4)};
+  CVKUObject* top = above[1];
+  std::string path = "C:\\D";
+  for (int i = 0; i < kLevels; ++i) {
+    std::vector<CVKUObject*> level = {Add("D", 4), Add("D", 4)};
+    for (CVKUObject* child : level)
+      for (CVKUObject* parent : above) Parent(parent, child);
+    above = level;
+    path += "\\D";
+  }
+  CVKUObject* bottom = above[0];
+  EXPECT_EQ("<none>", FullPath(bottom));
+  EXPECT_EQ(nullptr, Find(path.c_str()));
+  Parent(Add("C:", 1), top);
+  EXPECT_EQ(path, FullPath(bottom));
+  ASSERT_NE(nullptr, Find(path.c_str()));
+}

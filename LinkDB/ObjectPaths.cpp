@@ -4,7 +4,7 @@
 #include <string.h>
 #include <functional>
 #include <new>
-#include <unordered_set>
+#include <unordered_map>
 #include <utility>
 #include "Internal.h"
 #include "PathSplit.h"
@@ -16,19 +16,22 @@ namespace {
 enum : uint32_t { kTypeDrive = 1, kTypeTree2 = 2, kTypeTree4 = 4, kTypeHive = 8, kTypeKey16 = 16,
                   kTypeKey32 = 32, kTypeVFile = 0x1000 };
 
-// The (object, state) pairs of one path walk already known to fail. Parent links may
-// branch and join again (an object with several parents, cycles), and without this a
-// walk that tries every parent at every level would take exponential time; with it
-// each pair is tried once. The answers are those of the plain walk. If memory runs
-// out the walk goes on without remembering.
-class FailedSteps {
+// What one path walk already knows of its (object, state) steps: that a step fails, or
+// that it succeeds with a path of some length. Parent links may branch and join again
+// (objects with several parents, cycles); without this a walk that tries every parent
+// at every level takes exponential time, with it each step is worked out once. The
+// answers are those of the plain walk. If memory runs out it stops remembering.
+class StepMemo {
  public:
-  bool Known(const DBObject* o, uint32_t state) const {
-    return !m_Set.empty() && m_Set.count(Key(o, state)) != 0;
+  static const int kUnknown = -2, kFails = -1;
+  int Lookup(const DBObject* o, uint32_t state) const {
+    if (m_Map.empty()) return kUnknown;
+    auto it = m_Map.find(Step(o, state));
+    return it == m_Map.end() ? kUnknown : it->second;
   }
-  void Add(const DBObject* o, uint32_t state) {
+  void Record(const DBObject* o, uint32_t state, int outcome) {
     try {
-      m_Set.insert(Key(o, state));
+      m_Map[Step(o, state)] = outcome;
     } catch (const std::bad_alloc&) {
     }
   }
@@ -36,12 +39,9 @@ class FailedSteps {
  private:
   typedef std::pair<const DBObject*, uint32_t> Step;
   struct StepHash {
-    size_t operator()(const Step& k) const {
-      return std::hash<const void*>()(k.first) * 31 + k.second;
-    }
+    size_t operator()(const Step& k) const { return std::hash<const void*>()(k.first) * 31 + k.second; }
   };
-  static Step Key(const DBObject* o, uint32_t state) { return Step(o, state); }
-  std::unordered_set<Step, StepHash> m_Set;
+  std::unordered_map<Step, int, StepHash> m_Map;
 };
 
 // The source of the i-th incoming link of o if that link is a parent link, else null.
@@ -63,8 +63,8 @@ void DropTrailingBackslash(char* s) {
 
 // Builds the full path into buffer (capacity cap including the NUL); 0 if there is
 // none or it does not fit.
-int BuildFullPath(DBObject* o, char* buffer, size_t cap, int depth, FailedSteps& failed) {
-  if (depth >= static_cast<int>(kMaxPathDepth) || failed.Known(o, depth)) return 0;
+int BuildFullPath(DBObject* o, char* buffer, size_t cap, int depth, StepMemo& memo) {
+  if (depth >= static_cast<int>(kMaxPathDepth) || memo.Lookup(o, depth) == StepMemo::kFails) return 0;
   const char* name = o->pszName ? o->pszName : "";
   size_t nameLength = strlen(name);
   if (o->dwType == kTypeDrive || o->dwType == kTypeHive) {
@@ -76,14 +76,20 @@ int BuildFullPath(DBObject* o, char* buffer, size_t cap, int depth, FailedSteps&
     return 0;
   for (uint32_t i = 0; i < IncomingCount(o); ++i) {
     DBObject* parent = ParentAt(o, i);
-    if (!parent || !BuildFullPath(parent, buffer, cap, depth + 1, failed)) continue;
+    if (!parent) continue;
+    // A parent whose path is known to leave no room for this name is passed over
+    // without building that path again.
+    int known = memo.Lookup(parent, depth + 1);
+    if (known == StepMemo::kFails || (known >= 0 && known + 1 + nameLength >= cap)) continue;
+    if (!BuildFullPath(parent, buffer, cap, depth + 1, memo)) continue;
     size_t n = strlen(buffer);
     if (n + 1 + nameLength >= cap) continue;  // too long this way; try another parent
     buffer[n] = '\\';
     memcpy(buffer + n + 1, name, nameLength + 1);
+    memo.Record(o, depth, static_cast<int>(n + 1 + nameLength));
     return 1;
   }
-  failed.Add(o, depth);
+  memo.Record(o, depth, StepMemo::kFails);
   return 0;
 }
 
@@ -91,12 +97,12 @@ bool Fits(size_t a, size_t b, size_t c = 0) { return a + b + c < kPathBufferSize
 
 // The answer depends on the object, the path (always a prefix of the one first given,
 // so its length tells it) and the depth left.
-int HasCorrectPath(DBObject* o, char* parentPath, int depth, FailedSteps& failed) {
+int HasCorrectPath(DBObject* o, char* parentPath, int depth, StepMemo& memo) {
   if (depth >= static_cast<int>(kMaxPathDepth)) return 0;
   size_t n = strlen(parentPath);
   if (n >= kPathBufferSize) return 0;
   uint32_t state = static_cast<uint32_t>(n) << 9 | static_cast<uint32_t>(depth);
-  if (failed.Known(o, state)) return 0;
+  if (memo.Lookup(o, state) == StepMemo::kFails) return 0;
   bool shortForm = n < 4 || ((o->dwType == kTypeKey16 || o->dwType == kTypeHive) && !strchr(parentPath, '\\'));
   if (shortForm) {
     DropTrailingBackslash(parentPath);
@@ -118,9 +124,9 @@ int HasCorrectPath(DBObject* o, char* parentPath, int depth, FailedSteps& failed
     memcpy(above, parentPath, parts.dirEnd);
     above[parts.dirEnd] = 0;
     DropTrailingBackslash(above);
-    if (HasCorrectPath(parent, above, depth + 1, failed)) return 1;
+    if (HasCorrectPath(parent, above, depth + 1, memo)) return 1;
   }
-  failed.Add(o, state);
+  memo.Record(o, state, StepMemo::kFails);
   return 0;
 }
 
@@ -129,8 +135,8 @@ bool Accept(DBObject* o, const char* name, uint32_t type1, uint32_t type2, const
   if (!parentPath) return true;
   char scratch[kPathBufferSize];
   strcpy(scratch, parentPath);  // the check may shorten it
-  FailedSteps failed;
-  return HasCorrectPath(o, scratch, 0, failed) != 0;
+  StepMemo memo;
+  return HasCorrectPath(o, scratch, 0, memo) != 0;
 }
 
 // The first object in the name bucket of name, in bucket order, whose type is one of
@@ -186,8 +192,8 @@ CVKUObject* CVKUDatabase::GetRootObject() {
 
 int CVKUDatabase::SafeGetFullPath(DBObject* object, char* buffer, int depth) {
   if (!object || !buffer) return 0;
-  FailedSteps failed;
-  return BuildFullPath(object, buffer, kFullPathSize, depth, failed);
+  StepMemo memo;
+  return BuildFullPath(object, buffer, kFullPathSize, depth, memo);
 }
 
 int CVKUDatabase::GetFullPath(DBObject* object, char* buffer) {
@@ -202,8 +208,8 @@ int CVKUObject::GetFullPath(char* buffer) {
 
 int CVKUDatabase::DoesObjectHaveCorrectPath(DBObject* object, char* parentPath) {
   if (!object || !parentPath) return 0;
-  FailedSteps failed;
-  return HasCorrectPath(object, parentPath, 0, failed);
+  StepMemo memo;
+  return HasCorrectPath(object, parentPath, 0, memo);
 }
 
 DBObject* vkl::FindByPath(CVKUDatabase* db, const char* path) {

@@ -169,24 +169,35 @@ TEST_F(DbTest, ResolveTriesTheWindowsSystemFolderOnTheNTFamilyOnly) {
 }
 #endif
 
-// Two objects named D at every level, each a child of both objects of the level above:
-// 2^40 parent chains. The walks must answer at once, whether or not a drive tops them.
+// Two objects of one name at every level, each a child of both objects of the level
+// above: 2^40 parent chains. The walks must answer at once, whether the chains end
+// without a drive, reach one, or reach one by paths too long to build.
 TEST_F(DbTest, BranchingParentChainsAreWalkedOnce) {
   const int kLevels = 40;
-  std::vector<CVKUObject*> above = {Add("D", 4), Add("D", 4)};
-  CVKUObject* top = above[1];
-  std::string path = "C:\\D";
-  for (int i = 0; i < kLevels; ++i) {
-    std::vector<CVKUObject*> level = {Add("D", 4), Add("D", 4)};
-    for (CVKUObject* child : level)
-      for (CVKUObject* parent : above) Parent(parent, child);
-    above = level;
-    path += "\\D";
-  }
-  CVKUObject* bottom = above[0];
+  auto lattice = [&](const char* name, CVKUObject** top, std::string* path) {
+    std::vector<CVKUObject*> above = {Add(name, 4), Add(name, 4)};
+    *top = above[1];
+    *path = std::string("C:\\") + name;
+    for (int i = 0; i < kLevels; ++i) {
+      std::vector<CVKUObject*> level = {Add(name, 4), Add(name, 4)};
+      for (CVKUObject* child : level)
+        for (CVKUObject* parent : above) Parent(parent, child);
+      above = level;
+      *path += std::string("\\") + name;
+    }
+    return above[0];
+  };
+  CVKUObject* top = nullptr;
+  std::string path;
+  CVKUObject* bottom = lattice("D", &top, &path);
   EXPECT_EQ("<none>", FullPath(bottom));
   EXPECT_EQ(nullptr, Find(path.c_str()));
-  Parent(Add("C:", 1), top);
+  CVKUObject* drive = Add("C:", 1);
+  Parent(drive, top);
   EXPECT_EQ(path, FullPath(bottom));
   ASSERT_NE(nullptr, Find(path.c_str()));
+
+  CVKUObject* longBottom = lattice("LONGER", &top, &path);  // 2 + 41 * 7 characters
+  Parent(drive, top);
+  EXPECT_EQ("<none>", FullPath(longBottom));
 }

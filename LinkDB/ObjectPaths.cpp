@@ -29,6 +29,12 @@ class StepMemo {
     auto it = m_Map.find(Step(o, state));
     return it == m_Map.end() ? kUnknown : it->second;
   }
+  // Successes are worth remembering only once some object has had to try a second
+  // parent: until then every step is met once. This keeps plain trees free of the cost.
+  void TriedAnotherParent() { m_bBranching = true; }
+  void RecordSuccess(const DBObject* o, uint32_t state, int length) {
+    if (m_bBranching) Record(o, state, length);
+  }
   void Record(const DBObject* o, uint32_t state, int outcome) {
     try {
       m_Map[Step(o, state)] = outcome;
@@ -42,6 +48,7 @@ class StepMemo {
     size_t operator()(const Step& k) const { return std::hash<const void*>()(k.first) * 31 + k.second; }
   };
   std::unordered_map<Step, int, StepHash> m_Map;
+  bool m_bBranching = false;
 };
 
 // The source of the i-th incoming link of o if that link is a parent link, else null.
@@ -74,9 +81,12 @@ int BuildFullPath(DBObject* o, char* buffer, size_t cap, int depth, StepMemo& me
   }
   if (o->dwType != kTypeTree2 && o->dwType != kTypeTree4 && o->dwType != kTypeKey16 && o->dwType != kTypeKey32)
     return 0;
+  bool triedOne = false;
   for (uint32_t i = 0; i < IncomingCount(o); ++i) {
     DBObject* parent = ParentAt(o, i);
     if (!parent) continue;
+    if (triedOne) memo.TriedAnotherParent();
+    triedOne = true;
     // A parent whose path is known to leave no room for this name is passed over
     // without building that path again.
     int known = memo.Lookup(parent, depth + 1);
@@ -86,7 +96,7 @@ int BuildFullPath(DBObject* o, char* buffer, size_t cap, int depth, StepMemo& me
     if (n + 1 + nameLength >= cap) continue;  // too long this way; try another parent
     buffer[n] = '\\';
     memcpy(buffer + n + 1, name, nameLength + 1);
-    memo.Record(o, depth, static_cast<int>(n + 1 + nameLength));
+    memo.RecordSuccess(o, depth, static_cast<int>(n + 1 + nameLength));
     return 1;
   }
   memo.Record(o, depth, StepMemo::kFails);

@@ -319,11 +319,8 @@ const UtilsString& UtilsString::AddText(const char* text, unsigned long n) {
 }
 
 const UtilsString& UtilsString::RemoveString() {
-  ScopedLock strings(m_Lock);
-  RemoveElement(m_ulCurrent);
-  if (m_ulNumStrings > 1) --m_ulNumStrings;
-  if (m_ulCurrent >= m_ulNumStrings) m_ulCurrent = m_ulNumStrings - 1;
-  return *this;
+  ScopedLock strings(m_Lock);  // re-entrant: the current index stays valid until removed
+  return RemoveString(m_ulCurrent);
 }
 
 const UtilsString& UtilsString::RemoveString(unsigned long index) {

@@ -9,17 +9,11 @@ unsigned long Id(CVKUObject* o) { return o->GetUniqueID(); }
 }  // namespace
 
 TEST_F(DbTest, DependenciesAreCollectedDepthFirstOnceEach) {
-  CVKUObject* c = Add("C:", 1);
-  CVKUObject* dir = Add("APP", 4);
-  CVKUObject* exe = Add("APP.EXE", 4);
-  CVKUObject* a = Add("A.DLL", 4);
-  CVKUObject* b = Add("B.DLL", 4);
-  CVKUObject* cfg = Add("APP.INI", 4);
-  Parent(c, dir);
-  Parent(dir, exe);
-  Parent(dir, a);
-  Parent(dir, b);
-  Parent(dir, cfg);
+  CVKUObject* dir = AddPath("C:\\APP");
+  CVKUObject* exe = AddPath("C:\\APP\\APP.EXE");
+  CVKUObject* a = AddPath("C:\\APP\\A.DLL");
+  CVKUObject* b = AddPath("C:\\APP\\B.DLL");
+  CVKUObject* cfg = AddPath("C:\\APP\\APP.INI");
   ASSERT_EQ(1, exe->LinkTo(a, 0x10, 0, 0, nullptr));
   ASSERT_EQ(1, a->LinkTo(b, 0x10, 0, 0, nullptr));
   ASSERT_EQ(1, b->LinkTo(a, 0x10, 0, 0, nullptr));    // a cycle
@@ -36,15 +30,11 @@ TEST_F(DbTest, DependenciesAreCollectedDepthFirstOnceEach) {
 }
 
 TEST_F(DbTest, NameOnlyFilesResolveInTheApplicationsDirectory) {
-  CVKUObject* c = Add("C:", 1);
-  CVKUObject* dir = Add("PROG", 4);
-  CVKUObject* exe = Add("PROG.EXE", 4);
-  CVKUObject* helper = Add("HELPER.DLL", 4);
-  CVKUObject* deeper = Add("DEEPER.DLL", 4);
-  CVKUObject* typed2 = Add("T2.DLL", 2);
-  CVKUObject* beyond = Add("BEYOND.DLL", 4);
-  Parent(c, dir);
-  for (CVKUObject* o : {exe, helper, deeper, typed2, beyond}) Parent(dir, o);
+  CVKUObject* exe = AddPath("C:\\PROG\\PROG.EXE");
+  CVKUObject* helper = AddPath("C:\\PROG\\HELPER.DLL");
+  CVKUObject* deeper = AddPath("C:\\PROG\\DEEPER.DLL");
+  CVKUObject* typed2 = AddPath("C:\\PROG\\T2.DLL", 2);
+  CVKUObject* beyond = AddPath("C:\\PROG\\BEYOND.DLL");
   CVKUObject* vHelper = Add("helper.dll", 0x1000);
   CVKUObject* vT2 = Add("t2.dll", 0x1000);
   CVKUObject* vMissing = Add("MISSING.DLL", 0x1000);
@@ -58,14 +48,10 @@ TEST_F(DbTest, NameOnlyFilesResolveInTheApplicationsDirectory) {
 }
 
 TEST_F(DbTest, ReferencingAppsWalkBackThenForward) {
-  CVKUObject* c = Add("C:", 1);
-  CVKUObject* dir = Add("D", 4);
-  CVKUObject* lib = Add("LIB.DLL", 4);
-  CVKUObject* app1 = Add("ONE.EXE", 4);
-  CVKUObject* app2 = Add("TWO.EXE", 4);
-  CVKUObject* data = Add("ONE.DAT", 4);
-  Parent(c, dir);
-  for (CVKUObject* o : {lib, app1, app2, data}) Parent(dir, o);
+  CVKUObject* lib = AddPath("C:\\D\\LIB.DLL");
+  CVKUObject* app1 = AddPath("C:\\D\\ONE.EXE");
+  CVKUObject* app2 = AddPath("C:\\D\\TWO.EXE");
+  CVKUObject* data = AddPath("C:\\D\\ONE.DAT");
   ASSERT_EQ(1, app1->LinkTo(lib, 0x10, 0, 0, nullptr));
   ASSERT_EQ(1, app1->LinkTo(data, 0x10, 0, 0, nullptr));
   ASSERT_EQ(1, app2->LinkTo(lib, 0x10, 0, 0, nullptr));

@@ -120,7 +120,7 @@ CVKUObject* DbTest::Find(const char* path) {
   return o;
 }
 
-CVKUObject* DbTest::AddPath(const std::string& path) {
+CVKUObject* DbTest::AddPath(const std::string& path, unsigned long lastType) {
   CVKUObject* parent = nullptr;
   std::string sofar;
   size_t start = 0;
@@ -128,13 +128,14 @@ CVKUObject* DbTest::AddPath(const std::string& path) {
     size_t end = path.find('\\', start);
     std::string part = path.substr(start, end == std::string::npos ? std::string::npos : end - start);
     sofar += (sofar.empty() ? "" : "\\") + part;
+    bool last = end == std::string::npos;
     CVKUObject* o = Find(sofar.c_str());
     if (!o) {
-      o = Add(part.c_str(), parent ? 4 : 1);
+      o = Add(part.c_str(), !parent ? 1 : last ? lastType : 4);
       if (parent) Parent(parent, o);
     }
     parent = o;
-    if (end == std::string::npos) return parent;
+    if (last) return parent;
     start = end + 1;
   }
 }

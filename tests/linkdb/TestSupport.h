@@ -63,9 +63,9 @@ class DbTest : public ::testing::Test {
   std::vector<unsigned long> Dependencies(CVKUObject* o);
   std::vector<unsigned long> ReferencingApps(CVKUObject* o);
   CVKUObject* Find(const char* path);  // GetObjectByPath, owned by the fixture
-  // The objects of a full path such as C:\\A\\B.DLL (a type-1 drive, then type 4), made
-  // where missing; returns the last one.
-  CVKUObject* AddPath(const std::string& path);
+  // The objects of a full path such as C:\\A\\B.DLL (a type-1 drive, then type 4; the
+  // last one of type lastType), made where missing; returns the last one.
+  CVKUObject* AddPath(const std::string& path, unsigned long lastType = 4);
   // The system directory as the database's platform layer reports it.
   static std::string SystemDir();
 

@@ -12,6 +12,7 @@
 #include <stdlib.h>
 #include <string.h>
 #include <vector>
+#include "FindTable.h"
 #include "Internal.h"
 
 using namespace vkl;
@@ -117,6 +118,13 @@ FFDepObjResult* NextLiving(FFDepObjResult* from, CVKUObject** object) {
   return nullptr;
 }
 
+// Frees a query's state with its result list (the find table's release function).
+void ReleaseQuery(void* p) {
+  DepFindState* state = static_cast<DepFindState*>(p);
+  FreeResults(state->pHead);
+  free(state);
+}
+
 typedef void (CVKUDatabase::*Walk)(CVKUObject*, char*, FFDepObjResult**);
 
 }  // namespace
@@ -164,20 +172,20 @@ static unsigned long StartQuery(CVKUObject* self, DBObject* record, CVKUObject**
     free(state);
     return 0;
   }
-  {
-    MutexGuard lock(DatabaseInternals::SharedMutex());
-    for (FFDepObjResult* n = state->pHead; n; n = n->pNext)
-      if (DBObject* o = DatabaseInternals::FindObject(db, n->dwID)) o->dwFlags &= ~VKU_FLAG_VISITED;
-  }
-  FFDepObjResult* first = NextLiving(state->pHead, object);
+  MutexGuard lock(DatabaseInternals::SharedMutex());
+  for (FFDepObjResult* n = state->pHead; n; n = n->pNext)
+    if (DBObject* o = DatabaseInternals::FindObject(db, n->dwID)) o->dwFlags &= ~VKU_FLAG_VISITED;
+  FFDepObjResult* first = NextLiving(state->pHead, nullptr);
   if (!first) {  // everything found was deleted meanwhile
-    FreeResults(state->pHead);
-    free(state);
+    ReleaseQuery(state);
     return 0;
   }
-  if (weight) *weight = 1.0;
   state->pNextResult = first->pNext;
-  return reinterpret_cast<unsigned long>(state);
+  unsigned long handle = OpenFind(FindKind::kDependency, state, ReleaseQuery);
+  if (!handle) return 0;
+  if (object) *object = NewObjectHandle(DatabaseInternals::FindObject(db, first->dwID));
+  if (weight) *weight = 1.0;
+  return handle;
 }
 
 unsigned long CVKUObject::FindFirstDependentObject(CVKUObject** object, double* weight) {
@@ -190,8 +198,12 @@ unsigned long CVKUObject::FindFirstReferencingApp(CVKUObject** object, double* w
 
 // The next result of either query; the two queries share their result-list steps.
 int CVKUObject::FindNextDependentObject(unsigned long find, CVKUObject** object, double* weight) {
-  if (!find) return 0;
-  DepFindState* state = reinterpret_cast<DepFindState*>(find);
+  std::shared_ptr<void> held = BorrowFind(find, FindKind::kDependency);
+  if (!held) return 0;
+  // The result list is stepped under the database mutex, so that two threads stepping
+  // one query take turns.
+  MutexGuard lock(DatabaseInternals::SharedMutex());
+  DepFindState* state = static_cast<DepFindState*>(held.get());
   FFDepObjResult* node = NextLiving(state->pNextResult, object);
   if (!node) {
     state->pNextResult = nullptr;
@@ -206,11 +218,6 @@ int CVKUObject::FindNextReferencingApp(unsigned long find, CVKUObject** object, 
   return FindNextDependentObject(find, object, weight);
 }
 
-void CVKUObject::FindCloseDependentObject(unsigned long find) {
-  if (!find) return;
-  DepFindState* state = reinterpret_cast<DepFindState*>(find);
-  FreeResults(state->pHead);
-  free(state);
-}
+void CVKUObject::FindCloseDependentObject(unsigned long find) { CloseFind(find, FindKind::kDependency); }
 
 void CVKUObject::FindCloseReferencingApp(unsigned long find) { FindCloseDependentObject(find); }

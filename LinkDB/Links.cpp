@@ -2,6 +2,7 @@
 // object, and the CVKULink handle.
 #include <stdlib.h>
 #include <new>
+#include "FindTable.h"
 #include "Internal.h"
 #include "LinkArrays.h"
 
@@ -113,15 +114,22 @@ unsigned long FindFirstIn(DBObject* o, bool outgoing, unsigned long typeMask, CV
     }
     state->dwIndex = static_cast<uint32_t>(i);
     state->dwTypeMask = static_cast<uint32_t>(typeMask);
+    unsigned long handle = OpenFind(FindKind::kLink, state, free);
+    if (!handle) {  // as a failed allocation of the state: go on with the next entry
+      from = static_cast<uint32_t>(i) + 1;
+      continue;
+    }
     if (link) *link = NewLinkHandle(l);
-    return reinterpret_cast<unsigned long>(state);
+    return handle;
   }
 }
 
 int FindNextIn(DBObject* o, bool outgoing, unsigned long find, CVKULink** link) {
-  if (!o || !find) return 0;
+  if (!o) return 0;
+  std::shared_ptr<void> held = BorrowFind(find, FindKind::kLink);
+  if (!held) return 0;
   MutexGuard lock(DatabaseInternals::SharedMutex());
-  LinkFindState* state = reinterpret_cast<LinkFindState*>(find);
+  LinkFindState* state = static_cast<LinkFindState*>(held.get());
   const uint32_t* entries = outgoing ? o->pLinksFrom : o->pLinksTo;
   uint32_t count = (outgoing ? o->dwLinksFromCount : o->dwLinksToCount) & VKU_ENTRY_ID_MASK;
   DBLink* l = nullptr;
@@ -132,11 +140,7 @@ int FindNextIn(DBObject* o, bool outgoing, unsigned long find, CVKULink** link) 
   return 1;
 }
 
-void FindClose(unsigned long find) {
-  if (!find) return;
-  MutexGuard lock(DatabaseInternals::SharedMutex());
-  free(reinterpret_cast<LinkFindState*>(find));
-}
+void FindClose(unsigned long find) { CloseFind(find, FindKind::kLink); }
 
 }  // namespace
 

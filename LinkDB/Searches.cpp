@@ -3,6 +3,7 @@
 // pattern. Open searches are kept in one list for the whole process.
 #include <stdlib.h>
 #include <string.h>
+#include "FindTable.h"
 #include "Internal.h"
 #include "Wildcard.h"
 
@@ -69,32 +70,35 @@ unsigned long CVKUDatabase::FindFirstObject(char* pattern, unsigned long typeMas
     free(state);
     return 0;
   }
+  unsigned long handle = OpenFind(FindKind::kObject, state, free);
+  if (!handle) return 0;
   state->pNext = g_pOpenFinds;
   g_pOpenFinds = state;
   if (object) *object = NewObjectHandle(found);
-  return reinterpret_cast<unsigned long>(state);
+  return handle;
 }
 
 int CVKUDatabase::FindNextObject(unsigned long find, CVKUObject** object) {
-  if (!find) return 0;
+  std::shared_ptr<void> state = BorrowFind(find, FindKind::kObject);
+  if (!state) return 0;
   MutexGuard lock(m_hMutex);
-  DBObject* found = FindSupport(reinterpret_cast<ObjectFindState*>(find));
+  DBObject* found = FindSupport(static_cast<ObjectFindState*>(state.get()));
   if (!found) return 0;
   if (object) *object = NewObjectHandle(found);
   return 1;
 }
 
 void CVKUDatabase::FindCloseObject(unsigned long find) {
-  if (!find) return;
+  std::shared_ptr<void> closed = CloseFind(find, FindKind::kObject);
+  if (!closed) return;
   MutexGuard lock(m_hMutex);
-  ObjectFindState* state = reinterpret_cast<ObjectFindState*>(find);
   for (ObjectFindState** p = &g_pOpenFinds; *p; p = &(*p)->pNext) {
-    if (*p == state) {
-      *p = state->pNext;
-      free(state);
-      return;
+    if (*p == closed.get()) {
+      *p = (*p)->pNext;
+      break;
     }
   }
+  // The state itself goes with the last reference, after any step still using it.
 }
 
 void CVKUDatabase::UpdateFinds(DBObject* object) {

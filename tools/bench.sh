@@ -7,10 +7,13 @@ cmake -S . -B build/bench -DCMAKE_BUILD_TYPE=Release -DVKL_SANITIZE=OFF >/dev/nu
 cmake --build build/bench -j2 --target linkdb_bench
 echo "== native"
 (cd build/bench && ./linkdb_bench)
-bash tools/build.sh win >/dev/null
-./build/win/wineserver.sh -p
-trap './build/win/wineserver.sh -k || true' EXIT
-for b in build/win/bin/*_bench.exe; do
-  echo "== $(basename "$b") under Wine"
-  (cd build/win/bin && ../wine-run.sh "$(basename "$b")")
+# The 32-bit DLL where 32-bit programs run here, else the 64-bit flavour.
+tree=win64
+bash tools/probe-win32.sh >/dev/null && tree=win32
+bash tools/build.sh "$tree" >/dev/null
+./build/$tree/wineserver.sh -p
+trap './build/'$tree'/wineserver.sh -k || true' EXIT
+for b in build/$tree/bin/*_bench.exe; do
+  echo "== $(basename "$b") under Wine ($tree)"
+  (cd build/$tree/bin && ../wine-run.sh "$(basename "$b")")
 done

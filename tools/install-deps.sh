@@ -1,8 +1,10 @@
 #!/usr/bin/env bash
 # Installs what building and testing VKLinkDB needs on Debian or Ubuntu:
-# the i686 MinGW-w64 cross compilers (posix thread model), 32-bit Wine,
-# CMake, GoogleTest sources, Google Benchmark, clang (libFuzzer, sanitizers),
-# valgrind and zlib for both the host and the Windows target.
+# the i686 and x86_64 MinGW-w64 cross compilers (posix thread model), 32-bit and
+# 64-bit Wine, CMake, GoogleTest sources, Google Benchmark, clang (libFuzzer,
+# sanitizers), valgrind and zlib for the host and both Windows targets.
+# 32-bit Wine is installed even where the kernel cannot run 32-bit code (the package
+# installs; only its programs cannot start there): the same script serves every machine.
 # Safe to run again: it installs only what is missing.
 set -euo pipefail
 
@@ -13,7 +15,8 @@ export DEBIAN_FRONTEND=noninteractive
 # One entry a package; "a|b" names the same thing in different releases (first known wins).
 PKGS=(cmake make g++ clang "libclang-rt-dev|libclang-rt-14-dev|libclang-common-14-dev" googletest
       libbenchmark-dev zlib1g-dev valgrind g++-mingw-w64-i686-posix gcc-mingw-w64-i686-posix
-      libz-mingw-w64-dev wine wine32:i386)
+      g++-mingw-w64-x86-64-posix gcc-mingw-w64-x86-64-posix libz-mingw-w64-dev
+      wine wine32:i386 wine64)
 
 installed() { dpkg-query -W -f='${Status}' "$1" 2>/dev/null | grep -q 'install ok installed'; }
 
@@ -48,21 +51,25 @@ if $SUDO apt-get update -q; then
   fi
 fi
 
-# A mirror in the middle of a sync can serve an i386 index of the wrong size
-# ("File has unexpected size ... Mirror sync in progress?"), after which
-# wine32:i386 cannot be resolved. Retry once against the main suites alone,
-# through a private source list, leaving the machine's apt configuration as it is.
+# A mirror in the middle of a sync can serve an index of the wrong size ("File has
+# unexpected size ... Mirror sync in progress?"), most often the security suite's i386
+# index, after which wine32:i386 cannot be resolved against the other architecture's
+# newer packages. Retry once against the release's main suites alone (the codename and
+# its -updates suite), with the package sources this machine's apt already uses, through
+# a private source list that leaves the machine's apt configuration as it is.
 echo "install-deps: retrying against the main suites only" >&2
 . /etc/os-release
+codename=${VERSION_CODENAME:-$(sed -n 's/^VERSION_CODENAME=//p' /etc/os-release)}
 tmp=$(mktemp -d)
 chmod 755 "$tmp"
 trap 'rm -rf "$tmp"' EXIT
-case "${ID:-debian}" in
-  ubuntu) echo "deb http://archive.ubuntu.com/ubuntu ${VERSION_CODENAME} main universe multiverse" >"$tmp/main.list"
-          echo "deb http://archive.ubuntu.com/ubuntu ${VERSION_CODENAME}-updates main universe multiverse" >>"$tmp/main.list" ;;
-  *)      echo "deb http://deb.debian.org/debian ${VERSION_CODENAME} main contrib" >"$tmp/main.list"
-          echo "deb http://deb.debian.org/debian ${VERSION_CODENAME}-updates main contrib" >>"$tmp/main.list" ;;
-esac
+apt-get indextargets --no-release-info --format '$(REPO_URI) $(RELEASE) $(COMPONENT)' 2>/dev/null |
+  awk -v c="$codename" '$2 == c || $2 == c "-updates" { key = $1 " " $2; if (!seen[$0]++) comp[key] = comp[key] " " $3 }
+                        END { for (k in comp) print "deb " k comp[k] }' >"$tmp/main.list"
+if [ ! -s "$tmp/main.list" ]; then
+  echo "install-deps: no main suite of '$codename' in this machine's apt sources" >&2
+  exit 1
+fi
 mkdir -p "$tmp/lists/partial"
 chmod -R 755 "$tmp/lists"
 opts=(-o "Dir::Etc::SourceList=$tmp/main.list" -o "Dir::Etc::SourceParts=$tmp/none"

@@ -9,7 +9,7 @@ add_compile_options(-Wall -Wextra -Wno-unused-parameter)
 
 find_package(ZLIB REQUIRED)
 
-file(GLOB UTILS_SOURCES CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/Utils/*.cpp)
+file(GLOB_RECURSE UTILS_SOURCES CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/Utils/*.cpp)
 file(GLOB PROTECT_SOURCES CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/Protect/*.cpp ${CMAKE_SOURCE_DIR}/Protect/*.rc)
 
 add_library(VKLinkDB SHARED

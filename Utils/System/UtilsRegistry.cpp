@@ -7,7 +7,6 @@
 #include <stdexcept>
 #include <vector>
 
-#include "UtilsAllocator"
 #include "std_exception"
 
 namespace UTILS {
@@ -429,24 +428,24 @@ const int UtilsRegistry::RegQueryValueA(const UtilsString& name, UtilsString& va
     if (valueName.empty() || !m_hCurrentKey) return 0;
     // One spare zero byte past the size the system is told, so that string data
     // stored without its terminator still ends.
-    UtilsAllocator<char> buffer(kQueryBufferSize + 1);
+    char buffer[kQueryBufferSize + 1] = {};
     DWORD type = 0, size = kQueryBufferSize;
     m_lLastError = ::RegQueryValueExA(m_hCurrentKey, valueName.c_str(), 0, &type,
-                                      reinterpret_cast<BYTE*>(buffer.GetBlock()), &size);
+                                      reinterpret_cast<BYTE*>(buffer), &size);
     m_dwDataSize = size;
     m_dwValueType = type;
     if (m_lLastError == ERROR_MORE_DATA) {
       // The value is read once more into a buffer of the reported size, but a value
       // longer than the first buffer is still answered with 0.
-      buffer.allocate(size + 1);
+      std::vector<char> larger(size + 1);
       m_lLastError = ::RegQueryValueExA(m_hCurrentKey, valueName.c_str(), 0, &type,
-                                        reinterpret_cast<BYTE*>(buffer.GetBlock()), &size);
+                                        reinterpret_cast<BYTE*>(&larger[0]), &size);
       m_dwDataSize = size;
       m_dwValueType = type;
       return 0;
     }
     if (m_lLastError != ERROR_SUCCESS) return 0;
-    text = ValueText(type, buffer.GetBlock(), size);
+    text = ValueText(type, buffer, size);
   }
   value = text.c_str();
   return 1;
@@ -489,19 +488,19 @@ const int UtilsRegistry::RegEnumKeyA(unsigned long index, UtilsString& name,
   std::string result;
   {
     ScopedLock hold(m_Lock);
-    std::vector<char> buffer(kEnumBufferSize);
+    char buffer[kEnumBufferSize];
     DWORD size = kEnumBufferSize;
-    m_lLastError = ::RegEnumKeyExA(m_hCurrentKey, index, &buffer[0], &size, 0, 0, 0, m_pLastWrite);
+    m_lLastError = ::RegEnumKeyExA(m_hCurrentKey, index, buffer, &size, 0, 0, 0, m_pLastWrite);
     if (m_lLastError == ERROR_MORE_DATA) {
       // Asked again with the reported size, but the index still answers 0.
-      buffer.resize((std::max)(static_cast<size_t>(size) + 1, buffer.size()));
-      size = static_cast<DWORD>(buffer.size());
-      m_lLastError = ::RegEnumKeyExA(m_hCurrentKey, index, &buffer[0], &size, 0, 0, 0, m_pLastWrite);
+      std::vector<char> larger((std::max)(size + 1, kEnumBufferSize));
+      size = static_cast<DWORD>(larger.size());
+      m_lLastError = ::RegEnumKeyExA(m_hCurrentKey, index, &larger[0], &size, 0, 0, 0, m_pLastWrite);
       return 0;
     }
     if (m_lLastError != ERROR_SUCCESS) return 0;
     if (withPath) result = GetRegistryPath(withPath > 1).GetSTLString();
-    result.append(&buffer[0], size);
+    result.append(buffer, size);
   }
   name = result.c_str();
   return 1;
@@ -512,28 +511,30 @@ const int UtilsRegistry::RegEnumValueA(unsigned long index, UtilsString& name, U
   std::string nameText, valueText;
   {
     ScopedLock hold(m_Lock);
-    std::vector<char> nameBuffer(kEnumBufferSize);
-    std::vector<char> data(kEnumBufferSize + 1);  // one spare zero, as in the query
+    char nameBuffer[kEnumBufferSize];
+    char data[kEnumBufferSize + 1] = {};  // one spare zero, as in the query
     DWORD nameSize = kEnumBufferSize, dataSize = kEnumBufferSize, type = 0;
-    m_lLastError = ::RegEnumValueA(m_hCurrentKey, index, &nameBuffer[0], &nameSize, 0, &type,
-                                   reinterpret_cast<BYTE*>(&data[0]), &dataSize);
+    m_lLastError = ::RegEnumValueA(m_hCurrentKey, index, nameBuffer, &nameSize, 0, &type,
+                                   reinterpret_cast<BYTE*>(data), &dataSize);
     m_dwDataSize = dataSize;
     m_dwValueType = type;
     if (m_lLastError == ERROR_MORE_DATA) {
-      nameBuffer.resize((std::max)(static_cast<size_t>(nameSize) + 1, nameBuffer.size()));
-      data.resize((std::max)(static_cast<size_t>(dataSize) + 1, data.size()));
-      nameSize = static_cast<DWORD>(nameBuffer.size());
-      dataSize = static_cast<DWORD>(data.size() - 1);
-      m_lLastError = ::RegEnumValueA(m_hCurrentKey, index, &nameBuffer[0], &nameSize, 0, &type,
-                                     reinterpret_cast<BYTE*>(&data[0]), &dataSize);
+      // Both buffers grow to the reported sizes for a second call, but the index
+      // still answers 0.
+      std::vector<char> largerName((std::max)(nameSize + 1, kEnumBufferSize));
+      std::vector<char> largerData((std::max)(dataSize, kEnumBufferSize) + 1);
+      nameSize = static_cast<DWORD>(largerName.size());
+      dataSize = static_cast<DWORD>(largerData.size() - 1);
+      m_lLastError = ::RegEnumValueA(m_hCurrentKey, index, &largerName[0], &nameSize, 0, &type,
+                                     reinterpret_cast<BYTE*>(&largerData[0]), &dataSize);
       m_dwDataSize = dataSize;
       m_dwValueType = type;
       return 0;
     }
     if (m_lLastError != ERROR_SUCCESS) return 0;
     if (withPath) nameText = GetRegistryPath(withPath > 1).GetSTLString();
-    nameText.append(&nameBuffer[0], nameSize);
-    valueText = ValueText(type, &data[0], dataSize);
+    nameText.append(nameBuffer, nameSize);
+    valueText = ValueText(type, data, dataSize);
   }
   name = nameText.c_str();
   value = valueText.c_str();
@@ -546,20 +547,20 @@ const int UtilsRegistry::RegEnumValueA(unsigned long index, UtilsString& name,
   DWORD number = 0;
   {
     ScopedLock hold(m_Lock);
-    std::vector<char> nameBuffer(kEnumBufferSize);
+    char nameBuffer[kEnumBufferSize];
     DWORD nameSize = kEnumBufferSize, dataSize = sizeof(DWORD), type = 0;
-    m_lLastError = ::RegEnumValueA(m_hCurrentKey, index, &nameBuffer[0], &nameSize, 0, &type,
+    m_lLastError = ::RegEnumValueA(m_hCurrentKey, index, nameBuffer, &nameSize, 0, &type,
                                    reinterpret_cast<BYTE*>(&number), &dataSize);
     m_dwDataSize = dataSize;
     m_dwValueType = type;
     if (m_lLastError == ERROR_MORE_DATA) {
       // The data cannot grow past the 32-bit variable: the second call gets a larger
       // name buffer only, and the index answers 0 whatever it gives.
-      nameBuffer.resize((std::max)(static_cast<size_t>(nameSize) + 1, nameBuffer.size()));
-      nameSize = static_cast<DWORD>(nameBuffer.size());
+      std::vector<char> largerName((std::max)(nameSize + 1, kEnumBufferSize));
+      nameSize = static_cast<DWORD>(largerName.size());
       dataSize = sizeof(DWORD);
       DWORD ignored = 0;
-      m_lLastError = ::RegEnumValueA(m_hCurrentKey, index, &nameBuffer[0], &nameSize, 0, &type,
+      m_lLastError = ::RegEnumValueA(m_hCurrentKey, index, &largerName[0], &nameSize, 0, &type,
                                      reinterpret_cast<BYTE*>(&ignored), &dataSize);
       m_dwDataSize = dataSize;
       m_dwValueType = type;
@@ -567,7 +568,7 @@ const int UtilsRegistry::RegEnumValueA(unsigned long index, UtilsString& name,
     }
     if (m_lLastError != ERROR_SUCCESS) return 0;
     if (withPath) nameText = GetRegistryPath(withPath > 1).GetSTLString();
-    nameText.append(&nameBuffer[0], nameSize);
+    nameText.append(nameBuffer, nameSize);
   }
   name = nameText.c_str();
   value = number;

@@ -1,8 +1,9 @@
 // CNTAdminObject: the release probe and the administrator test.
 #pragma GCC diagnostic ignored "-Wignored-qualifiers"
+#include "CNTAdminObject"
+
 #include <windows.h>
 
-#include "CNTAdminObject"
 #include "ReleaseMap.h"
 #include "UtilsAllocator"
 

@@ -16,8 +16,8 @@ namespace vkl {
 const unsigned long kPlatformWindows = 1;  // VER_PLATFORM_WIN32_WINDOWS
 const unsigned long kPlatformNT = 2;       // VER_PLATFORM_WIN32_NT
 
-inline ostype ReleaseFromVersion(unsigned long platform, unsigned long major,
-                                 unsigned long minor, ostype unmatched) {
+inline ostype ReleaseFromVersion(unsigned long platform, unsigned long major, unsigned long minor,
+                                 ostype unmatched) {
   if (platform == kPlatformWindows) {
     if (minor == 0) return OS_WIN95;
     if (minor == 10) return OS_WIN98;

@@ -41,7 +41,8 @@ LONG DeleteTree(HKEY parent, const std::string& name) {
   char child[512];
   for (;;) {
     DWORD size = sizeof(child);
-    if (RegEnumKeyExA(key, 0, child, &size, nullptr, nullptr, nullptr, nullptr) != ERROR_SUCCESS) break;
+    if (RegEnumKeyExA(key, 0, child, &size, nullptr, nullptr, nullptr, nullptr) != ERROR_SUCCESS)
+      break;
     if (DeleteTree(key, child) != ERROR_SUCCESS) break;
   }
   RegCloseKey(key);
@@ -79,8 +80,8 @@ struct Inputs {
 Phases PlainCalls(const Inputs& in, const std::string& relative, bool asText) {
   Phases t;
   HKEY key = nullptr;
-  if (RegCreateKeyExA(HKEY_CURRENT_USER, relative.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key,
-                      nullptr) != ERROR_SUCCESS) {
+  if (RegCreateKeyExA(HKEY_CURRENT_USER, relative.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr,
+                      &key, nullptr) != ERROR_SUCCESS) {
     t.errors = kValues;
     return t;
   }
@@ -90,11 +91,13 @@ Phases PlainCalls(const Inputs& in, const std::string& relative, bool asText) {
     LONG result;
     if (asText) {
       const std::string& text = in.texts[i];
-      result = RegSetValueExA(key, name.c_str(), 0, REG_SZ, reinterpret_cast<const BYTE*>(text.c_str()),
-                              static_cast<DWORD>(text.size() + 1));
+      result =
+          RegSetValueExA(key, name.c_str(), 0, REG_SZ, reinterpret_cast<const BYTE*>(text.c_str()),
+                         static_cast<DWORD>(text.size() + 1));
     } else {
       DWORD number = i;
-      result = RegSetValueExA(key, name.c_str(), 0, REG_DWORD, reinterpret_cast<const BYTE*>(&number), 4);
+      result = RegSetValueExA(key, name.c_str(), 0, REG_DWORD,
+                              reinterpret_cast<const BYTE*>(&number), 4);
     }
     if (result != ERROR_SUCCESS) ++t.errors;
   }
@@ -104,9 +107,11 @@ Phases PlainCalls(const Inputs& in, const std::string& relative, bool asText) {
     const std::string& name = in.names[i];
     char data[256];
     DWORD type = 0, size = 255;
-    if (RegQueryValueExA(key, name.c_str(), nullptr, &type, reinterpret_cast<BYTE*>(data), &size) != ERROR_SUCCESS)
+    if (RegQueryValueExA(key, name.c_str(), nullptr, &type, reinterpret_cast<BYTE*>(data), &size) !=
+        ERROR_SUCCESS)
       ++t.errors;
-    else if (asText ? in.texts[i] != std::string(data, size - 1) : *reinterpret_cast<DWORD*>(data) != i)
+    else if (asText ? in.texts[i] != std::string(data, size - 1)
+                    : *reinterpret_cast<DWORD*>(data) != i)
       ++t.errors;
   }
   t.read = Now() - start;
@@ -115,8 +120,8 @@ Phases PlainCalls(const Inputs& in, const std::string& relative, bool asText) {
   for (DWORD index = 0;; ++index) {
     char name[256], data[256];
     DWORD nameSize = sizeof name, dataSize = sizeof data, type = 0;
-    if (RegEnumValueA(key, index, name, &nameSize, nullptr, &type, reinterpret_cast<BYTE*>(data), &dataSize) !=
-        ERROR_SUCCESS)
+    if (RegEnumValueA(key, index, name, &nameSize, nullptr, &type, reinterpret_cast<BYTE*>(data),
+                      &dataSize) != ERROR_SUCCESS)
       break;
     ++found;
   }
@@ -142,7 +147,8 @@ Phases ClassCalls(const Inputs& in, const std::string& full, bool asText) {
     const UtilsString& name = in.utilsNames[i];
     unsigned long number = 0;
     if (asText) {
-      if (!reg.GetValue(name, text) || std::strcmp(text.c_str(), in.texts[i].c_str()) != 0) ++t.errors;
+      if (!reg.GetValue(name, text) || std::strcmp(text.c_str(), in.texts[i].c_str()) != 0)
+        ++t.errors;
     } else if (!reg.GetValue(name, number) || number != i) {
       ++t.errors;
     }
@@ -152,15 +158,18 @@ Phases ClassCalls(const Inputs& in, const std::string& full, bool asText) {
   unsigned long found = 0;
   UtilsString name;
   unsigned long number = 0;
-  while (asText ? reg.EnumValue(found, name, text, 0) : reg.EnumValue(found, name, number, 0)) ++found;
+  while (asText ? reg.EnumValue(found, name, text, 0) : reg.EnumValue(found, name, number, 0))
+    ++found;
   t.enumerate = Now() - start;
   if (found != kValues) t.errors += kValues - found;
   return t;
 }
 
 void Report(const char* what, double plain, double wrapped) {
-  std::printf("%-34s plain %8.1f ms  %6.2f us/op   UtilsRegistry %8.1f ms  %6.2f us/op   ratio %.2f\n", what,
-              plain * 1e3, plain * 1e6 / kValues, wrapped * 1e3, wrapped * 1e6 / kValues, wrapped / plain);
+  std::printf(
+      "%-34s plain %8.1f ms  %6.2f us/op   UtilsRegistry %8.1f ms  %6.2f us/op   ratio %.2f\n",
+      what, plain * 1e3, plain * 1e6 / kValues, wrapped * 1e3, wrapped * 1e6 / kValues,
+      wrapped / plain);
 }
 
 }  // namespace

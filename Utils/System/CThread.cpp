@@ -148,8 +148,9 @@ int CThread::CreateThread(unsigned long flags, unsigned long stackSize,
     m_dwThreadID = id;
   } else {
     DWORD id = 0;
-    thread = ::CreateThread(security, stackSize, reinterpret_cast<LPTHREAD_START_ROUTINE>(m_pRoutine),
-                            m_pParameter, flags, &id);
+    thread =
+        ::CreateThread(security, stackSize, reinterpret_cast<LPTHREAD_START_ROUTINE>(m_pRoutine),
+                       m_pParameter, flags, &id);
     m_dwThreadID = id;
   }
   if (!thread)

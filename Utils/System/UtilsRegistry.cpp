@@ -57,9 +57,9 @@ std::string ValueText(DWORD type, const char* data, DWORD size) {
 
 // The predefined keys are not handles of this process and are never closed as such.
 bool IsPredefinedKey(HKEY key) {
-  static const HKEY predefined[] = {HKEY_CLASSES_ROOT,     HKEY_CURRENT_USER, HKEY_LOCAL_MACHINE,
-                                    HKEY_USERS,            HKEY_PERFORMANCE_DATA,
-                                    HKEY_CURRENT_CONFIG,   HKEY_DYN_DATA};
+  static const HKEY predefined[] = {HKEY_CLASSES_ROOT, HKEY_CURRENT_USER,     HKEY_LOCAL_MACHINE,
+                                    HKEY_USERS,        HKEY_PERFORMANCE_DATA, HKEY_CURRENT_CONFIG,
+                                    HKEY_DYN_DATA};
   return std::find(std::begin(predefined), std::end(predefined), key) != std::end(predefined);
 }
 
@@ -249,8 +249,8 @@ std::string UtilsRegistry::FullPath() const {
 
 UtilsString UtilsRegistry::GetRegistryPath(int withRoot) {
   ScopedLock hold(m_Lock);
-  std::string text = withRoot ? RootDesignation(0) + kBackslash + m_Path.GetSTLString()
-                              : m_Path.GetSTLString();
+  std::string text =
+      withRoot ? RootDesignation(0) + kBackslash + m_Path.GetSTLString() : m_Path.GetSTLString();
   return UtilsString(text.c_str());
 }
 
@@ -495,7 +495,8 @@ const int UtilsRegistry::RegEnumKeyA(unsigned long index, UtilsString& name,
       // Asked again with the reported size, but the index still answers 0.
       std::vector<char> larger((std::max)(size + 1, kEnumBufferSize));
       size = static_cast<DWORD>(larger.size());
-      m_lLastError = ::RegEnumKeyExA(m_hCurrentKey, index, &larger[0], &size, 0, 0, 0, m_pLastWrite);
+      m_lLastError =
+          ::RegEnumKeyExA(m_hCurrentKey, index, &larger[0], &size, 0, 0, 0, m_pLastWrite);
       return 0;
     }
     if (m_lLastError != ERROR_SUCCESS) return 0;
@@ -541,8 +542,8 @@ const int UtilsRegistry::RegEnumValueA(unsigned long index, UtilsString& name, U
   return 1;
 }
 
-const int UtilsRegistry::RegEnumValueA(unsigned long index, UtilsString& name,
-                                       unsigned long& value, unsigned long withPath) {
+const int UtilsRegistry::RegEnumValueA(unsigned long index, UtilsString& name, unsigned long& value,
+                                       unsigned long withPath) {
   std::string nameText;
   DWORD number = 0;
   {
@@ -594,8 +595,8 @@ const int UtilsRegistry::RegDeleteKeyA(int recursive) {
   std::string relativeParent;
   for (size_t i = 0; i + 1 < steps.size(); ++i) relativeParent += steps[i] + kBackslash;
   std::string designation = RootDesignation(0);
-  std::string parent = designation.empty() ? relativeParent
-                                           : designation + kBackslash + relativeParent;
+  std::string parent =
+      designation.empty() ? relativeParent : designation + kBackslash + relativeParent;
   if (!recursive) return DeleteCurrentKey(parent, steps.back());
 
   // Depth first without recursion: go down along subkey 0 to a leaf, clear its values,

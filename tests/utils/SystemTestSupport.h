@@ -1,8 +1,11 @@
-// How many handles the test process holds, for the tests that must leave none behind.
-#ifndef VKLINKDB_TESTS_UTILS_HANDLE_COUNT_H_
-#define VKLINKDB_TESTS_UTILS_HANDLE_COUNT_H_
+// Helpers of the registry, thread and release-probe tests: the process's handle count,
+// and the text of what a call threw.
+#ifndef VKLINKDB_TESTS_UTILS_SYSTEM_TEST_SUPPORT_H_
+#define VKLINKDB_TESTS_UTILS_SYSTEM_TEST_SUPPORT_H_
 
 #include <windows.h>
+
+#include <string>
 
 // GetProcessHandleCount where the system answers it; Wine answers 0, so there the open
 // handle values (multiples of 4, allocated from the lowest free slot up) are counted
@@ -23,4 +26,15 @@ inline DWORD ProcessHandleCount() {
   return count;
 }
 
-#endif  // VKLINKDB_TESTS_UTILS_HANDLE_COUNT_H_
+// The what() text of the E that `call` throws.
+template <class E, class F>
+std::string Thrown(F call) {
+  try {
+    call();
+  } catch (E& e) {
+    return e.what();
+  }
+  return "(nothing thrown)";
+}
+
+#endif  // VKLINKDB_TESTS_UTILS_SYSTEM_TEST_SUPPORT_H_

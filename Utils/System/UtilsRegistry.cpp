@@ -216,6 +216,7 @@ const int UtilsRegistry::ParseOutPath(UtilsString& path) {
   UtilsString parts(path);
   parts.SplitData(UtilsString(kBackslash), 1);
   parts.SetCurrentString(0);
+  ScopedLock hold(m_Lock);
   for (const RootName& root : kRoots) {
     int isShort = parts.Compare(root.pszShort) == 0;
     if (!isShort && parts.Compare(root.pszLong) != 0) continue;

@@ -6,7 +6,6 @@
 
 #include <cstdio>
 #include <string>
-#include <thread>
 
 #include "CNTAdminObject"
 #include "ReleaseMap.h"
@@ -107,8 +106,7 @@ TEST(ReleaseProbe, ImpersonationTokenDecidesAndDenyOnlyStillCounts) {
 
 TEST(ReleaseProbe, CopiesCarryTheValueAndTheTestLeaksNoHandle) {
   CNTAdminObject* made = nullptr;
-  std::thread maker([&] { made = new CNTAdminObject; });
-  maker.join();
+  RunOnThreads(1, [&](int) { made = new CNTAdminObject; });
   CNTAdminObject copy(*made), assigned;
   assigned = copy;
   assigned = assigned;

@@ -48,10 +48,11 @@ CThread& CThread::operator=(const CThread& other) {
 }
 
 CThread::~CThread() {
-  // Ended outside the lock: a worker that destroys its own object ends itself here and
+  // The watcher goes first, so that ending the worker here posts no message. Both are
+  // ended outside the lock: a worker that destroys its own object ends itself here and
   // must not die holding the lock.
-  EndThread();
   StopSignalThread();
+  EndThread();
   ScopedLock hold(m_Lock);
   if (m_hThread) CloseHandle(m_hThread);
   if (m_hSignalThread) CloseHandle(m_hSignalThread);
@@ -177,8 +178,9 @@ void CThread::CreateSignalThread() {
     CloseHandle(m_hSignalThread);
     m_hSignalThread = 0;
   }
-  if (!m_hSignalStop) m_hSignalStop = CreateEventA(0, TRUE, FALSE, 0);
-  ResetEvent(m_hSignalStop);
+  // A fresh stop event for each watcher: a copy of this object may hold the old one.
+  if (m_hSignalStop) CloseHandle(m_hSignalStop);
+  m_hSignalStop = CreateEventA(0, TRUE, FALSE, 0);
   DWORD id = 0;
   if (m_hSignalStop) m_hSignalThread = ::CreateThread(0, 0, SignalThreadMain, this, 0, &id);
   if (!m_hSignalThread)

@@ -204,6 +204,20 @@ TEST(Thread, WatcherPostsItsMessageOnceWhenTheWorkerEnds) {
   EXPECT_EQ(1u, ExitCode(watcher));
   SetEvent(gate.release);
   ASSERT_TRUE(Ends(thread.GetThreadHandle()));
+  // Destroyed while the worker waits: the watcher goes first, then the worker is ended
+  // by force, and nothing is posted.
+  ResetEvent(gate.release);
+  HANDLE worker = nullptr;
+  {
+    CThread doomed(WaitsAtTheGate, &gate, 1);
+    doomed.SetThreadMsg({GetCurrentThreadId(), kDone, 0, 0});
+    doomed.CreateSignalThread();
+    ASSERT_TRUE(Ends(gate.started));
+    DuplicateHandle(GetCurrentProcess(), doomed.GetThreadHandle(), GetCurrentProcess(), &worker, 0,
+                    FALSE, DUPLICATE_SAME_ACCESS);
+  }
+  EXPECT_EQ(1u, ExitCode(worker));
+  CloseHandle(worker);
   Sleep(50);
   EXPECT_FALSE(PeekMessageA(&message, nullptr, kDone, kDone, PM_REMOVE));
 }

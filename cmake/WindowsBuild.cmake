@@ -107,8 +107,18 @@ vkl_release_run(linkdb_tests win98 *Resolve*:*Wildcard*:ReleaseProbe.*)
 file(GLOB UTILS_TESTS CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/tests/utils/*.cpp)
 if(UTILS_TESTS)
   add_executable(utils_tests ${UTILS_TESTS})
+  # The release mapping of the probe is tested on its own, from Protect/.
+  target_include_directories(utils_tests PRIVATE ${CMAKE_SOURCE_DIR}/Protect)
   target_link_libraries(utils_tests PRIVATE VKLinkDB gtest_main)
   vkl_wine_test(utils_tests)
+  # The release probe under every emulated release, each copy printing what it saw;
+  # the registry's 95-line and NT-line behaviour under Windows 98 and XP.
+  foreach(release win95 winme nt351 nt40 win2k win7)
+    vkl_release_run(utils_tests ${release} ReleaseProbe.*)
+  endforeach()
+  foreach(release win98 winxp)
+    vkl_release_run(utils_tests ${release} ReleaseProbe.*:Registry.*)
+  endforeach()
 endif()
 
 # A client built only from the published signatures, with no header of ours.

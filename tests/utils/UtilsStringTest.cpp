@@ -168,6 +168,29 @@ TEST(UtilsStringCompare, CaseFlagMatchStyleAndSignedBytes) {
   EXPECT_TRUE(bracket < "A");
 }
 
+// The wide slots of the base table keep the base answers; the string's own wide forms
+// are separate members, reached through the string.
+TEST(UtilsStringCompare, WideCaseFunctionsThroughTheBaseKeepTheBaseAnswers) {
+  const unsigned short upperA = L'A', lowerA = L'a';
+  UtilsString s;
+  const UTILS::UtilsBase<char>& base = s;
+  EXPECT_EQ(0, base.isupper(upperA));
+  EXPECT_EQ(0, base.islower(lowerA));
+  EXPECT_EQ(lowerA, base.utoupper(lowerA));
+  EXPECT_EQ(upperA, base.utolower(upperA));
+  EXPECT_EQ(1, base.isupper('A'));  // the narrow slots are the string's
+  EXPECT_EQ('!', base.utoupper('A'));
+  EXPECT_EQ(1, s.isupper(upperA));
+  EXPECT_EQ(1, s.islower(lowerA));
+  EXPECT_EQ(upperA, s.utoupper(lowerA));
+  EXPECT_EQ(lowerA, s.utolower(upperA));
+  EXPECT_EQ(1, s.isupper(static_cast<unsigned short>(0xC9)));  // wide classification
+  UTILS::UtilsByte bytes;
+  const UTILS::UtilsBase<unsigned char>& byteBase = bytes;
+  EXPECT_EQ(0, byteBase.isupper(upperA));
+  EXPECT_EQ(lowerA, byteBase.utoupper(lowerA));
+}
+
 TEST(UtilsStringSearch, ResumeRulesAndFindIteration) {
   UtilsString s("abab ab");
   EXPECT_EQ(1, s.Search("ab", 0));

@@ -139,6 +139,13 @@ void SplitIntoPieces(unsigned long pieces) {
   std::snprintf(label, sizeof label, "SplitData into %lu pieces", pieces);
   Report(label, elapsed, pieces);
   CheckSet(set, pieces, 0);
+  UTILS::UtilsStringList list;
+  start = Now();
+  list.SplitData(UTILS::UtilsString(joined), separator);
+  elapsed = Now() - start;
+  std::snprintf(label, sizeof label, "UtilsStringList::SplitData into %lu pieces", pieces);
+  Report(label, elapsed, pieces);
+  if (list.size() != pieces) std::printf("  ERROR: %lu strings in the list\n", list.size());
 }
 
 void AssignVectors(unsigned long count) {

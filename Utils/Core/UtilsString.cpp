@@ -803,7 +803,10 @@ const int UtilsString::ReplaceNext(const char* old, const char* fresh, int flag)
   return ReplaceAt(old, fresh, flag);
 }
 const int UtilsString::ReplaceAll(const char* old, const char* fresh, int flag) {
-  if (!old) return 0;
+  if (!old) {
+    m_ulReplaceCursor = 0;
+    return 0;
+  }
   ScopedLock strings(m_Lock);
   int caseFlag = flag ? 0 : (m_iCase != 0 ? 1 : 0);
   return TextFamilies<char>(*this, Current())

@@ -123,7 +123,7 @@ const UtilsString& UtilsStringList::CurrentValue() const { return m_List.At(m_ul
 const UtilsStringList& UtilsStringList::AddString(const UtilsString& text) {
   UtilsString stored = Stored(text);  // text may be one of our own strings
   ScopedLock list(m_Lock);
-  m_List.AddTail(stored);
+  m_List.AddTail(std::move(stored));
   return *this;
 }
 
@@ -330,10 +330,14 @@ const UtilsStringList& UtilsStringList::SplitData(const UtilsString& text, int s
   for (unsigned long i = 0; i < pieces.GetNumberOfStrings(); ++i) {
     UtilsString piece(pieces.GetStringNumber(i));
     if (skipEmpty && !piece) continue;
-    if (sorted)
+    if (sorted) {
       AddStringSorted(piece);
-    else
-      AddString(piece);
+    } else {
+      piece.SetCase(m_iCase);  // made as AddString would store it, then moved in
+      piece.SetMatchStyle(m_iMatchStyle);
+      ScopedLock list(m_Lock);
+      m_List.AddTail(std::move(piece));
+    }
   }
   return *this;
 }

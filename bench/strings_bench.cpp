@@ -1,11 +1,13 @@
 // Timings of the string classes under their exact-size design: one-character appends,
-// Search and Compare over 1 MB texts, sorted insertion into a string list and the cost
-// of an empty UtilsString. Prints one line per figure.
+// Search and Compare over 1 MB texts, sorted insertion into a string list, building a
+// set of many strings (AddString one by one, SplitData, assignment from a vector) and
+// the cost of an empty UtilsString. Prints one line per figure.
 #include <windows.h>
 #include <psapi.h>
 
 #include <cstdio>
 #include <string>
+#include <vector>
 
 #include "UtilsString"
 #include "UtilsStringList"
@@ -93,6 +95,83 @@ void SortedInsertion(unsigned long count) {
     }
 }
 
+std::string Piece(unsigned long i) {
+  char text[32];
+  std::snprintf(text, sizeof text, "piece%05lu", i);
+  return text;
+}
+
+// Checks that string i of the set holds Piece(i - first) for every i from first on.
+void CheckSet(const UTILS::UtilsString& set, unsigned long count, unsigned long first) {
+  if (set.GetNumberOfStrings() != count) {
+    std::printf("  ERROR: %lu strings, %lu expected\n", set.GetNumberOfStrings(), count);
+    return;
+  }
+  for (unsigned long i = first; i < count; ++i)
+    if (Piece(i - first) != set.GetStringNumber(i)) {
+      std::printf("  ERROR: string %lu is \"%s\"\n", i, set.GetStringNumber(i));
+      return;
+    }
+}
+
+// Each AddString makes the exactly sized set one string larger.
+void AddStrings(unsigned long count) {
+  UTILS::UtilsString set("first");
+  std::vector<std::string> texts;
+  for (unsigned long i = 0; i < count; ++i) texts.push_back(Piece(i));
+  double start = Now();
+  for (unsigned long i = 0; i < count; ++i) set.AddString(texts[i]);
+  double elapsed = Now() - start;
+  char label[64];
+  std::snprintf(label, sizeof label, "AddString %lu times", count);
+  Report(label, elapsed, count);
+  CheckSet(set, count + 1, 1);
+}
+
+void SplitIntoPieces(unsigned long pieces) {
+  std::string joined;
+  for (unsigned long i = 0; i < pieces; ++i) joined += (i ? ";" : "") + Piece(i);
+  UTILS::UtilsString set(joined), separator(";");
+  double start = Now();
+  set.SplitData(separator);
+  double elapsed = Now() - start;
+  char label[64];
+  std::snprintf(label, sizeof label, "SplitData into %lu pieces", pieces);
+  Report(label, elapsed, pieces);
+  CheckSet(set, pieces, 0);
+  UTILS::UtilsStringList list;
+  start = Now();
+  list.SplitData(UTILS::UtilsString(joined), separator);
+  elapsed = Now() - start;
+  std::snprintf(label, sizeof label, "UtilsStringList::SplitData into %lu pieces", pieces);
+  Report(label, elapsed, pieces);
+  if (list.size() != pieces) std::printf("  ERROR: %lu strings in the list\n", list.size());
+}
+
+void AssignVectors(unsigned long count) {
+  std::vector<std::string> texts;
+  std::vector<UTILS::UtilsString> strings;
+  for (unsigned long i = 0; i < count; ++i) {
+    texts.push_back(Piece(i));
+    strings.push_back(UTILS::UtilsString(Piece(i)));
+  }
+  UTILS::UtilsString set;
+  double start = Now();
+  set = texts;
+  double elapsed = Now() - start;
+  char label[64];
+  std::snprintf(label, sizeof label, "operator= from %lu std::string", count);
+  Report(label, elapsed, count);
+  CheckSet(set, count, 0);
+  UTILS::UtilsString other;
+  start = Now();
+  other = strings;
+  elapsed = Now() - start;
+  std::snprintf(label, sizeof label, "operator= from %lu UtilsString", count);
+  Report(label, elapsed, count);
+  CheckSet(other, count, 0);
+}
+
 void EmptyStrings(unsigned long count) {
   double start = Now();
   for (unsigned long i = 0; i < count; ++i) {
@@ -109,6 +188,9 @@ int main() {
   AppendOneByOne(100000);
   SearchAndCompare();
   SortedInsertion(10000);
+  AddStrings(4000);
+  SplitIntoPieces(4001);
+  AssignVectors(4000);
   EmptyStrings(100000);
   PROCESS_MEMORY_COUNTERS memory;
   if (GetProcessMemoryInfo(GetCurrentProcess(), &memory, sizeof memory))

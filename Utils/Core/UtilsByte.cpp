@@ -4,7 +4,19 @@
 
 #include <stdexcept>
 
+#include "TextFamilies.h"
+
 namespace UTILS {
+
+namespace {
+
+typedef std::vector<unsigned char> Bytes;
+
+// A byte sequence given with its length as the families expect it: the copy's own
+// trailing zero is not part of it.
+unsigned long LengthOf(const Bytes& copy) { return static_cast<unsigned long>(copy.size() - 1); }
+
+}  // namespace
 
 UtilsByte::UtilsByte() { Init(); }
 
@@ -23,6 +35,20 @@ UtilsByte::UtilsByte(const UtilsByte& other) : UtilsBase<unsigned char>(other), 
   CopyData(other);
 }
 
+UtilsByte::UtilsByte(UtilsByte&& other) noexcept
+    : UtilsBase<unsigned char>(other), Utils<unsigned char, int>() {
+  // The source's buffer itself changes hands; the source makes a new, empty one on
+  // first use.
+  m_pStore = other.ExchangeStore(0);
+  m_ulFindCursor = other.m_ulFindCursor;
+  m_ulParseCursor = other.m_ulParseCursor;
+  m_ulReplaceCursor = other.m_ulReplaceCursor;
+  m_ulBuffers = 1;
+  m_iMatchStyle = other.m_iMatchStyle;
+  m_iCase = other.m_iCase;
+  other.m_ulFindCursor = other.m_ulParseCursor = other.m_ulReplaceCursor = 0;
+}
+
 UtilsByte::~UtilsByte() {}
 
 void UtilsByte::Init() {
@@ -36,7 +62,7 @@ void UtilsByte::Init() {
 }
 
 void UtilsByte::CopyData(const UtilsByte& other) {
-  Buffer() = other.Buffer();
+  Buffer() = other.Buffer();  // read under the other buffer's lock, then written under ours
   m_ulFindCursor = other.m_ulFindCursor;
   m_ulParseCursor = other.m_ulParseCursor;
   m_ulReplaceCursor = other.m_ulReplaceCursor;
@@ -47,6 +73,21 @@ void UtilsByte::CopyData(const UtilsByte& other) {
 
 const UtilsByte& UtilsByte::operator=(const UtilsByte& other) {
   if (this != &other) CopyData(other);
+  return *this;
+}
+
+const UtilsByte& UtilsByte::operator=(UtilsByte&& other) {
+  if (this == &other) return *this;
+  // Our buffer object stays (other threads may be waiting on its lock); its contents
+  // are exchanged for the source's.
+  Buffer() = std::move(other.Buffer());
+  m_ulFindCursor = other.m_ulFindCursor;
+  m_ulParseCursor = other.m_ulParseCursor;
+  m_ulReplaceCursor = other.m_ulReplaceCursor;
+  m_iMatchStyle = other.m_iMatchStyle;
+  m_iCase = other.m_iCase;
+  other.Buffer().Clear();
+  other.m_ulFindCursor = other.m_ulParseCursor = other.m_ulReplaceCursor = 0;
   return *this;
 }
 
@@ -72,11 +113,13 @@ const UtilsByte& UtilsByte::Append(unsigned char byte) {
   return *this;
 }
 const UtilsByte& UtilsByte::Append(const UtilsByte& data) {
-  if (data.length()) Buffer().Append(data.c_str(), data.length());
+  Bytes copy = TextFamilies<unsigned char>::Copy(data.Buffer());
+  if (LengthOf(copy)) Buffer().Append(copy.data(), LengthOf(copy));
   return *this;
 }
 const UtilsByte& UtilsByte::Append(const MemObject<unsigned char>& data) {
-  if (data.Length()) Buffer().Append(data.Data(), data.Length());
+  Bytes copy = TextFamilies<unsigned char>::Copy(data);
+  if (LengthOf(copy)) Buffer().Append(copy.data(), LengthOf(copy));
   return *this;
 }
 const UtilsByte& UtilsByte::operator+=(const unsigned char* data) { return Append(data, 0); }
@@ -90,11 +133,13 @@ const UtilsByte& UtilsByte::Insert(const unsigned char* data, unsigned long n,
   return *this;
 }
 const UtilsByte& UtilsByte::Insert(const UtilsByte& data, unsigned long position) {
-  if (data.length()) Buffer().Insert(data.c_str(), data.length(), position);
+  Bytes copy = TextFamilies<unsigned char>::Copy(data.Buffer());
+  if (LengthOf(copy)) Buffer().Insert(copy.data(), LengthOf(copy), position);
   return *this;
 }
 const UtilsByte& UtilsByte::Insert(const MemObject<unsigned char>& data, unsigned long position) {
-  if (data.Length()) Buffer().Insert(data.Data(), data.Length(), position);
+  Bytes copy = TextFamilies<unsigned char>::Copy(data);
+  if (LengthOf(copy)) Buffer().Insert(copy.data(), LengthOf(copy), position);
   return *this;
 }
 const UtilsByte& UtilsByte::Replace(const unsigned char* data, unsigned long n,
@@ -103,11 +148,13 @@ const UtilsByte& UtilsByte::Replace(const unsigned char* data, unsigned long n,
   return *this;
 }
 const UtilsByte& UtilsByte::Replace(const UtilsByte& data, unsigned long position) {
-  if (data.length()) Buffer().Replace(data.c_str(), data.length(), position);
+  Bytes copy = TextFamilies<unsigned char>::Copy(data.Buffer());
+  if (LengthOf(copy)) Buffer().Replace(copy.data(), LengthOf(copy), position);
   return *this;
 }
 const UtilsByte& UtilsByte::Replace(const MemObject<unsigned char>& data, unsigned long position) {
-  if (data.Length()) Buffer().Replace(data.Data(), data.Length(), position);
+  Bytes copy = TextFamilies<unsigned char>::Copy(data);
+  if (LengthOf(copy)) Buffer().Replace(copy.data(), LengthOf(copy), position);
   return *this;
 }
 
@@ -127,43 +174,63 @@ const UtilsByte& UtilsByte::Erase() {
 }
 const UtilsByte& UtilsByte::EraseData() { return Erase(); }
 
-unsigned char& UtilsByte::operator[](int i) { return Buffer().Data()[i]; }
-unsigned char& UtilsByte::operator[](long i) { return Buffer().Data()[i]; }
-unsigned char& UtilsByte::operator[](unsigned int i) { return Buffer().Data()[i]; }
-unsigned char& UtilsByte::operator[](unsigned long i) { return Buffer().Data()[i]; }
+// Readers take the buffer's lock too: a resize on another thread replaces the block.
+#define UTILS_BYTE_LOCKED(BODY)                     \
+  const MemObject<unsigned char>& buffer = Buffer(); \
+  ScopedLock hold(buffer.GetLock());                \
+  BODY
+unsigned char& UtilsByte::operator[](int i) { return Retrieve()[i]; }
+unsigned char& UtilsByte::operator[](long i) { return Retrieve()[i]; }
+unsigned char& UtilsByte::operator[](unsigned int i) { return Retrieve()[i]; }
+unsigned char& UtilsByte::operator[](unsigned long i) { return Retrieve()[i]; }
 unsigned char& UtilsByte::RetrieveByte(unsigned long i) {
-  if (i >= length())
-    ThrowOutOfRange(ComposeIndexError(kOutOfRangeError, i, 0, length(), kFileUtilsAllocator,
+  MemObject<unsigned char>& buffer = Buffer();
+  ScopedLock hold(buffer.GetLock());
+  if (i >= buffer.Length())
+    ThrowOutOfRange(ComposeIndexError(kOutOfRangeError, i, 0, buffer.Length(), kFileUtilsAllocator,
                                       LINE_ELEMENT_WRITE));
-  return Buffer()[i];
+  return buffer[i];
 }
-unsigned char* UtilsByte::Retrieve() { return Buffer().Data(); }
-unsigned char* UtilsByte::GetString() { return Buffer().Data(); }
-const unsigned char* UtilsByte::c_str() const { return Buffer().Data(); }
-UtilsByte::operator unsigned char*() { return Buffer().Data(); }
-UtilsByte::operator const unsigned char*() const { return Buffer().Data(); }
-unsigned long UtilsByte::size() const { return Buffer().Length(); }
-unsigned long UtilsByte::length() const { return Buffer().Length(); }
-unsigned long UtilsByte::strlen() const { return Buffer().Length(); }
+unsigned char* UtilsByte::Retrieve() {
+  MemObject<unsigned char>& buffer = Buffer();
+  ScopedLock hold(buffer.GetLock());
+  return buffer.Data();
+}
+unsigned char* UtilsByte::GetString() { return Retrieve(); }
+const unsigned char* UtilsByte::c_str() const { UTILS_BYTE_LOCKED(return buffer.Data();) }
+UtilsByte::operator unsigned char*() { return Retrieve(); }
+UtilsByte::operator const unsigned char*() const { return c_str(); }
+unsigned long UtilsByte::size() const { return length(); }
+unsigned long UtilsByte::length() const { UTILS_BYTE_LOCKED(return buffer.Length();) }
+unsigned long UtilsByte::strlen() const { return length(); }
+#undef UTILS_BYTE_LOCKED
 
 int UtilsByte::CompareWith(const unsigned char* data, unsigned long n) const {
-  return compare(c_str(), data, m_iCase, m_iMatchStyle, length(), n);
+  return TextFamilies<unsigned char>(*this, const_cast<UtilsByte*>(this)->Buffer())
+      .Compare(data, n, m_iCase, m_iMatchStyle, 0);
 }
 int UtilsByte::Compare(const unsigned char* data, unsigned long n) const {
   return CompareWith(data, n);
 }
-int UtilsByte::Compare(const UtilsByte& data) const { return CompareWith(data.c_str(), data.length()); }
+int UtilsByte::Compare(const UtilsByte& data) const {
+  Bytes copy = TextFamilies<unsigned char>::Copy(data.Buffer());
+  return CompareWith(copy.data(), LengthOf(copy));
+}
 int UtilsByte::Compare(const MemObject<unsigned char>& data) const {
-  return CompareWith(data.Data(), data.Length());
+  Bytes copy = TextFamilies<unsigned char>::Copy(data);
+  return CompareWith(copy.data(), LengthOf(copy));
 }
 int UtilsByte::FriendCompare(const unsigned char* data, unsigned long n) const {
-  return compare(data, c_str(), m_iCase, m_iMatchStyle, n, length());
+  return TextFamilies<unsigned char>(*this, const_cast<UtilsByte*>(this)->Buffer())
+      .Compare(data, n, m_iCase, m_iMatchStyle, 1);
 }
 int UtilsByte::FriendCompare(const UtilsByte& data) const {
-  return FriendCompare(data.c_str(), data.length());
+  Bytes copy = TextFamilies<unsigned char>::Copy(data.Buffer());
+  return FriendCompare(copy.data(), LengthOf(copy));
 }
 int UtilsByte::FriendCompare(const MemObject<unsigned char>& data) const {
-  return FriendCompare(data.Data(), data.Length());
+  Bytes copy = TextFamilies<unsigned char>::Copy(data);
+  return FriendCompare(copy.data(), LengthOf(copy));
 }
 
 #define UTILS_BYTE_RELATIONS(TYPE, CALL)                                     \
@@ -194,40 +261,27 @@ const int UtilsByte::Search(const unsigned char* data, unsigned long n,
   if (!data) return 0;
   if (n == 0) n = GetLength(data);
   unsigned long found = 0;
-  return search(data, data + n, c_str(), c_str() + length(), found, m_iCase, occurrence);
+  return TextFamilies<unsigned char>(*this, const_cast<UtilsByte*>(this)->Buffer())
+      .Search(data, n, m_iCase, occurrence, found);
 }
 
 const int UtilsByte::FindFirst(const unsigned char* data, unsigned long n,
                                unsigned long& position) {
-  m_ulFindCursor = 0;
-  if (!data) return 0;
-  if (n == 0) n = GetLength(data);
-  unsigned long found = 0;
-  if (!search(data, data + n, c_str(), c_str() + length(), found, m_iCase, m_ulFindCursor))
-    return 0;
-  position = found;
-  return 1;
+  if (data && n == 0) n = GetLength(data);
+  return TextFamilies<unsigned char>(*this, Buffer())
+      .Find(data, n, m_iCase, 1, m_ulFindCursor, position);
 }
 
 const int UtilsByte::FindNext(const unsigned char* data, unsigned long n,
                               unsigned long& position) {
-  ++m_ulFindCursor;
-  if (!data) return 0;
-  if (n == 0) n = GetLength(data);
-  unsigned long found = 0;
-  if (!search(data, data + n, c_str(), c_str() + length(), found, m_iCase, m_ulFindCursor))
-    return 0;
-  position = found;
-  return 1;
+  if (data && n == 0) n = GetLength(data);
+  return TextFamilies<unsigned char>(*this, Buffer())
+      .Find(data, n, m_iCase, 0, m_ulFindCursor, position);
 }
 
 const int UtilsByte::FindAll(const unsigned char* data, unsigned long n) {
-  unsigned long position = 0;
-  if (!FindFirst(data, n, position)) return 0;
-  while (FindNext(data, n, position)) {
-  }
-  m_ulFindCursor = 0;
-  return 1;
+  if (data && n == 0) n = GetLength(data);
+  return TextFamilies<unsigned char>(*this, Buffer()).FindAll(data, n, m_iCase, m_ulFindCursor);
 }
 
 void UtilsByte::FindReset() { m_ulFindCursor = 0; }
@@ -235,12 +289,12 @@ void UtilsByte::FindReset() { m_ulFindCursor = 0; }
 const int UtilsByte::ParseByteString(const unsigned char* separator, unsigned long n,
                                      UtilsByte& out, unsigned long index, int flag) {
   unsigned long start = 0, size = 0;
-  UtilsByte source(*this);  // out may be this object
-  if (!source.parse(source.c_str(), source.length(), separator, separator ? n : 0, index,
-                    m_iCase, flag, start, size))
+  Bytes source = TextFamilies<unsigned char>::Copy(Buffer());  // out may be this object
+  if (!parse(source.data(), LengthOf(source), separator, separator ? n : 0, index, m_iCase, flag,
+             start, size))
     return 0;
   out.Erase();
-  if (size) out.Append(source.c_str() + start, size);
+  if (size) out.Append(source.data() + start, size);
   return 1;
 }
 
@@ -260,22 +314,25 @@ void UtilsByte::ParseReset() { m_ulParseCursor = 0; }
 
 const int UtilsByte::ReplaceFirst(const unsigned char* old, unsigned long n,
                                   const unsigned char* fresh, unsigned long m) {
-  m_ulReplaceCursor = 0;
-  return ReplaceNext(old, n, fresh, m);
+  if (old && n == 0) n = GetLength(old);
+  return TextFamilies<unsigned char>(*this, Buffer())
+      .Replace(old, n, fresh, m, m_iCase, 1, m_ulReplaceCursor);
 }
 
 const int UtilsByte::ReplaceNext(const unsigned char* old, unsigned long n,
                                  const unsigned char* fresh, unsigned long m) {
   if (old && n == 0) n = GetLength(old);
-  return Buffer().ReplaceOccurrence(old, n, fresh, m, m_ulReplaceCursor, m_iCase, this);
+  return TextFamilies<unsigned char>(*this, Buffer())
+      .Replace(old, n, fresh, m, m_iCase, 0, m_ulReplaceCursor);
 }
 
 const int UtilsByte::ReplaceAll(const unsigned char* old, unsigned long n,
                                 const unsigned char* fresh, unsigned long m) {
-  if (!ReplaceFirst(old, n, fresh, m)) return 0;
-  while (ReplaceNext(old, n, fresh, m)) {
-  }
-  return 1;
+  if (old && n == 0) n = GetLength(old);
+  MemObject<unsigned char>& buffer = Buffer();
+  ScopedLock hold(buffer.GetLock());  // the whole pass as one change
+  return TextFamilies<unsigned char>(*this, buffer)
+      .ReplaceAll(old, n, fresh, m, m_iCase, m_ulReplaceCursor);
 }
 
 void UtilsByte::ReplaceReset() { m_ulFindCursor = 0; }
@@ -308,13 +365,13 @@ const UtilsByte& UtilsByte::XORData(unsigned char key) {
 }
 
 const UtilsByte& UtilsByte::EncryptData(const UtilsByte& key) {
-  unsigned long keyLength = key.length();
+  Bytes copy = TextFamilies<unsigned char>::Copy(key.Buffer());  // the key may be this object
+  unsigned long keyLength = LengthOf(copy);
   if (keyLength == 0) throw std::invalid_argument("UtilsByte::EncryptData: the key is empty");
-  UtilsByte keyCopy(key);  // the key may be this object
   MemObject<unsigned char>& buffer = Buffer();
   ScopedLock hold(buffer.GetLock());
   unsigned char* data = buffer.Data();
-  for (unsigned long i = 0; i < buffer.Length(); ++i) data[i] ^= keyCopy.c_str()[i % keyLength];
+  for (unsigned long i = 0; i < buffer.Length(); ++i) data[i] ^= copy[i % keyLength];
   return *this;
 }
 

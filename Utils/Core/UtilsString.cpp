@@ -7,16 +7,52 @@
 #include <cwctype>
 #include <stdexcept>
 
+#include "TextFamilies.h"
 #include "UtilsByte"
 
 namespace UTILS {
 
 namespace {
 
-// Process-wide conversion buffers, created on first use and never freed (they may be
-// used until the very end of the process).
-UtilsAllocator<unsigned short>* g_pWideBuffer = 0;
-UtilsAllocator<unsigned char>* g_pByteBuffer = 0;
+// A conversion buffer shared by every UtilsString of the process. Its contents belong
+// to whichever call wrote last, but its memory is guarded: it is created, resized and
+// written only under SharedBufferLock(), it only grows, and it keeps the blocks it
+// outgrows instead of freeing them, so a pointer handed out earlier stays readable for
+// the length it was handed out for. Growing at least twofold keeps the blocks kept
+// smaller, together, than the one in use. Neither the buffers nor their lock are ever
+// freed: they may be used until the very end of the process.
+template <class T>
+class SharedBuffer {
+ public:
+  SharedBuffer() : m_pBlock(0) {}
+  T* Block() const { return m_pBlock ? m_pBlock->GetBlock() : 0; }
+  unsigned long Count() const { return m_pBlock ? m_pBlock->GetCount() : 0; }
+  // Makes the block hold at least count elements.
+  void Reserve(unsigned long count) {
+    if (count <= Count()) return;
+    if (m_pBlock && count / 2 < Count()) count = 2 * Count();
+    UtilsAllocator<T>* larger = new UtilsAllocator<T>(count);
+    if (m_pBlock) m_vOutgrown.push_back(m_pBlock);
+    m_pBlock = larger;
+  }
+
+ private:
+  UtilsAllocator<T>* m_pBlock;
+  std::vector<UtilsAllocator<T>*> m_vOutgrown;
+};
+
+CCriticalSection& SharedBufferLock() {
+  static CCriticalSection* lock = new CCriticalSection;
+  return *lock;
+}
+SharedBuffer<unsigned short>& WideBuffer() {
+  static SharedBuffer<unsigned short>* buffer = new SharedBuffer<unsigned short>;
+  return *buffer;
+}
+SharedBuffer<unsigned char>& ByteBuffer() {
+  static SharedBuffer<unsigned char>* buffer = new SharedBuffer<unsigned char>;
+  return *buffer;
+}
 
 const DWORD kWideToNarrowFlags = 544;  // WC_COMPOSITECHECK | WC_SEPCHARS
 const DWORD kNarrowToWideFlags = 9;    // MB_PRECOMPOSED | MB_USEGLYPHCHARS
@@ -61,17 +97,64 @@ void UtilsString::Init(unsigned long count) {
   m_iCase = 1;
 }
 
+struct UtilsString::Fields {
+  unsigned long findCursor, parseCursor, fastCursor, fastOffset, replaceCursor;
+  unsigned long numStrings, current;
+  int matchStyle, caseFlag;
+};
+
+void UtilsString::GetFields(Fields& fields) const {
+  fields.findCursor = m_ulFindCursor;
+  fields.parseCursor = m_ulParseCursor;
+  fields.fastCursor = m_ulFastCursor;
+  fields.fastOffset = m_ulFastOffset;
+  fields.replaceCursor = m_ulReplaceCursor;
+  fields.numStrings = m_ulNumStrings;
+  fields.current = m_ulCurrent;
+  fields.matchStyle = m_iMatchStyle;
+  fields.caseFlag = m_iCase;
+}
+
+void UtilsString::SetFields(const Fields& fields) {
+  m_ulFindCursor = fields.findCursor;
+  m_ulParseCursor = fields.parseCursor;
+  m_ulFastCursor = fields.fastCursor;
+  m_ulFastOffset = fields.fastOffset;
+  m_ulReplaceCursor = fields.replaceCursor;
+  m_ulNumStrings = fields.numStrings;
+  m_ulCurrent = fields.current;
+  m_iMatchStyle = fields.matchStyle;
+  m_iCase = fields.caseFlag;
+}
+
 void UtilsString::CopyData(const UtilsString& other) {
-  Utils<char, int>::operator=(other);
-  m_ulFindCursor = other.m_ulFindCursor;
-  m_ulParseCursor = other.m_ulParseCursor;
-  m_ulFastCursor = other.m_ulFastCursor;
-  m_ulFastOffset = other.m_ulFastOffset;
-  m_ulReplaceCursor = other.m_ulReplaceCursor;
-  m_ulNumStrings = other.m_ulNumStrings;
-  m_ulCurrent = other.m_ulCurrent;
-  m_iMatchStyle = other.m_iMatchStyle;
-  m_iCase = other.m_iCase;
+  // The strings and the fields that describe them (count, current index, cursors) are
+  // read in one step under the source's lock, then put in place under ours.
+  Fields fields;
+  Store* store;
+  {
+    ScopedLock theirs(other.m_Lock);
+    store = other.CopyStore();
+    other.GetFields(fields);
+  }
+  Store* old;
+  {
+    ScopedLock mine(m_Lock);
+    old = ExchangeStore(store);
+    SetFields(fields);
+  }
+  FreeStore(old);
+}
+
+Utils<char, int>::Store* UtilsString::TakeAll(Fields& fields) {
+  ScopedLock strings(m_Lock);
+  GetFields(fields);
+  // No store stands for one empty string; it is made again on first use.
+  Store* store = ExchangeStore(0);
+  m_ulNumStrings = 1;
+  m_ulCurrent = 0;
+  m_ulFindCursor = m_ulParseCursor = m_ulFastCursor = m_ulFastOffset = m_ulReplaceCursor = 0;
+  return store;
 }
 
 UtilsString::UtilsString(unsigned long count) {
@@ -108,13 +191,22 @@ UtilsString::UtilsString(const unsigned short* text, unsigned long count) {
 
 UtilsString::UtilsString(const MemObject<char>& text, unsigned long count) {
   Init(count);
-  Create(m_ulNumStrings, text.Length() ? text.Data() : 0, text.Length());
+  std::string copy = TextOf(text);
+  Create(m_ulNumStrings, copy.empty() ? 0 : copy.c_str(), copy.size());
 }
 
 UtilsString::UtilsString(const UtilsString& other)
     : UtilsBase<char>(other), Utils<char, int>() {
   Init(1);
   CopyData(other);
+}
+
+UtilsString::UtilsString(UtilsString&& other) noexcept
+    : UtilsBase<char>(other), Utils<char, int>() {
+  Init(1);
+  Fields fields;
+  m_pStore = other.TakeAll(fields);
+  SetFields(fields);
 }
 
 UtilsString::~UtilsString() {}
@@ -126,6 +218,20 @@ const MemObject<char>& UtilsString::Current() const { return Element(m_ulCurrent
 
 const UtilsString& UtilsString::operator=(const UtilsString& other) {
   if (this != &other) CopyData(other);
+  return *this;
+}
+
+const UtilsString& UtilsString::operator=(UtilsString&& other) noexcept {
+  if (this == &other) return *this;
+  Fields fields;
+  Store* store = other.TakeAll(fields);
+  Store* old;
+  {
+    ScopedLock mine(m_Lock);
+    old = ExchangeStore(store);
+    SetFields(fields);
+  }
+  FreeStore(old);
   return *this;
 }
 
@@ -146,26 +252,38 @@ const UtilsString& UtilsString::operator=(const unsigned short* text) {
   return ConvertFromWideChar(text, 0);
 }
 const UtilsString& UtilsString::operator=(const MemObject<char>& text) {
+  std::string copy = TextOf(text);
   ScopedLock strings(m_Lock);
-  Current().Assign(text.Data(), text.Length());
+  Current().Assign(copy.c_str(), copy.size());
   return *this;
 }
 
 void UtilsString::AssignStrings(const std::vector<std::string>& texts) {
-  ScopedLock strings(m_Lock);
-  Create(1);
-  m_ulNumStrings = 1;
-  if (!texts.empty()) Element(0).Assign(texts[0].c_str(), texts[0].size());
-  for (size_t i = 1; i < texts.size(); ++i) {
-    AddElement(texts[i].c_str(), texts[i].size());
-    ++m_ulNumStrings;
+  // The new set is made whole first, sized once, and then put in place in one step.
+  unsigned long count = texts.empty() ? 1 : static_cast<unsigned long>(texts.size());
+  Store* store = new Store(count);
+  try {
+    for (unsigned long i = 0; i < count; ++i)
+      (*store)[i] = texts.empty() ? new MemObject<char>()
+                                  : new MemObject<char>(texts[i].c_str(), texts[i].size());
+  } catch (...) {
+    FreeStore(store);
+    throw;
   }
-  m_ulCurrent = 0;
-  m_ulFindCursor = m_ulParseCursor = m_ulFastCursor = m_ulFastOffset = m_ulReplaceCursor = 0;
+  Store* old;
+  {
+    ScopedLock strings(m_Lock);
+    old = ExchangeStore(store);
+    m_ulNumStrings = count;
+    m_ulCurrent = 0;
+    m_ulFindCursor = m_ulParseCursor = m_ulFastCursor = m_ulFastOffset = m_ulReplaceCursor = 0;
+  }
+  FreeStore(old);
 }
 
 const UtilsString& UtilsString::operator=(std::vector<char*>& texts) {
   std::vector<std::string> copies;
+  copies.reserve(texts.size());
   for (size_t i = 0; i < texts.size(); ++i) copies.push_back(texts[i] ? texts[i] : "");
   AssignStrings(copies);
   return *this;
@@ -176,12 +294,14 @@ const UtilsString& UtilsString::operator=(std::vector<std::string>& texts) {
 }
 const UtilsString& UtilsString::operator=(std::vector<std::wstring>& texts) {
   std::vector<std::string> copies;
+  copies.reserve(texts.size());
   for (size_t i = 0; i < texts.size(); ++i) copies.push_back(NarrowFromWide(WideOf(texts[i])));
   AssignStrings(copies);
   return *this;
 }
 const UtilsString& UtilsString::operator=(std::vector<UtilsString>& texts) {
   std::vector<std::string> copies;
+  copies.reserve(texts.size());
   for (size_t i = 0; i < texts.size(); ++i) copies.push_back(texts[i].GetSTLString());
   AssignStrings(copies);
   return *this;
@@ -200,7 +320,8 @@ const UtilsString& UtilsString::Append(const char* value) {
   return AppendText(value, value ? ::strlen(value) : 0);
 }
 const UtilsString& UtilsString::Append(const UtilsString& value) {
-  return AppendText(value.c_str(), value.length());
+  std::string copy = value.GetSTLString();  // whole, under its own lock (it may be us)
+  return AppendText(copy.c_str(), copy.size());
 }
 const UtilsString& UtilsString::Append(const std::string& value) {
   return AppendText(value.c_str(), value.size());
@@ -212,7 +333,8 @@ const UtilsString& UtilsString::Append(const unsigned short* value) {
   return ConvertFromWideChar(value, 1);
 }
 const UtilsString& UtilsString::Append(const MemObject<char>& value) {
-  return AppendText(value.Data(), value.Length());
+  std::string copy = TextOf(value);
+  return AppendText(copy.c_str(), copy.size());
 }
 const UtilsString& UtilsString::Append(char value) {
   char text[8];
@@ -249,21 +371,26 @@ UTILS_STRING_PLUS(unsigned long)
 UTILS_STRING_PLUS(double)
 #undef UTILS_STRING_PLUS
 
-#define UTILS_STRING_EDITS(TYPE, PTR, LEN)                                          \
+// HOLD makes a private copy of a text owned by another object before our lock is taken.
+#define UTILS_STRING_EDITS(TYPE, HOLD, PTR, LEN)                                    \
   const UtilsString& UtilsString::Insert(TYPE text, unsigned long position) {       \
+    HOLD;                                                                           \
     return EditText(PTR, LEN, position, 0);                                         \
   }                                                                                 \
   const UtilsString& UtilsString::Replace(TYPE text, unsigned long position) {      \
+    HOLD;                                                                           \
     return EditText(PTR, LEN, position, 1);                                         \
   }
-UTILS_STRING_EDITS(const char*, text, (text ? ::strlen(text) : 0))
-UTILS_STRING_EDITS(const UtilsString&, text.c_str(), text.length())
-UTILS_STRING_EDITS(const std::string&, text.c_str(), text.size())
-UTILS_STRING_EDITS(const std::wstring&, NarrowFromWide(WideOf(text)).c_str(),
-                   NarrowFromWide(WideOf(text)).size())
-UTILS_STRING_EDITS(const unsigned short*, NarrowFromWide(text).c_str(),
-                   NarrowFromWide(text).size())
-UTILS_STRING_EDITS(const MemObject<char>&, text.Data(), text.Length())
+UTILS_STRING_EDITS(const char*, (void)0, text, (text ? ::strlen(text) : 0))
+UTILS_STRING_EDITS(const UtilsString&, std::string held = text.GetSTLString(), held.c_str(),
+                   held.size())
+UTILS_STRING_EDITS(const std::string&, (void)0, text.c_str(), text.size())
+UTILS_STRING_EDITS(const std::wstring&, std::string held = NarrowFromWide(WideOf(text)),
+                   held.c_str(), held.size())
+UTILS_STRING_EDITS(const unsigned short*, std::string held = NarrowFromWide(text), held.c_str(),
+                   held.size())
+UTILS_STRING_EDITS(const MemObject<char>&, std::string held = TextOf(text), held.c_str(),
+                   held.size())
 #undef UTILS_STRING_EDITS
 
 const UtilsString& UtilsString::EditText(const char* text, unsigned long n, unsigned long position,
@@ -397,7 +524,8 @@ char* UtilsString::c_str_locked() {
 
 std::string UtilsString::GetSTLString() const {
   ScopedLock strings(m_Lock);
-  return std::string(c_str(), length());
+  const MemObject<char>& text = Current();
+  return std::string(text.Data(), text.Length());
 }
 std::string UtilsString::ConvertToSTL() const { return GetSTLString(); }
 UtilsString::operator std::string() const { return GetSTLString(); }
@@ -408,40 +536,42 @@ std::wstring UtilsString::GetSTLWString() const {
 UtilsString::operator std::wstring() const { return GetSTLWString(); }
 
 unsigned short* UtilsString::ReturnWideChar() const {
-  ScopedLock strings(m_Lock);
-  unsigned long n = length();
-  if (!g_pWideBuffer) g_pWideBuffer = new UtilsAllocator<unsigned short>(n ? 2 * n : 1);
+  std::string text = GetSTLString();  // read under our own lock, converted under the shared one
+  unsigned long n = static_cast<unsigned long>(text.size());
+  ScopedLock shared(SharedBufferLock());
+  SharedBuffer<unsigned short>& buffer = WideBuffer();
+  if (!buffer.Block()) buffer.Reserve(n ? 2 * n : 1);
   UINT codePage = GetACP();
-  wchar_t* out = reinterpret_cast<wchar_t*>(g_pWideBuffer->GetBlock());
-  int done = MultiByteToWideChar(codePage, kNarrowToWideFlags, c_str(), static_cast<int>(n + 1),
-                                 out, static_cast<int>(g_pWideBuffer->GetCount()));
+  int done = MultiByteToWideChar(codePage, kNarrowToWideFlags, text.c_str(),
+                                 static_cast<int>(n + 1),
+                                 reinterpret_cast<wchar_t*>(buffer.Block()),
+                                 static_cast<int>(buffer.Count()));
   if (done == 0 && GetLastError() == ERROR_INSUFFICIENT_BUFFER) {
-    int needed = MultiByteToWideChar(codePage, kNarrowToWideFlags, c_str(),
+    int needed = MultiByteToWideChar(codePage, kNarrowToWideFlags, text.c_str(),
                                      static_cast<int>(n + 1), 0, 0);
     if (needed > 0) {
-      g_pWideBuffer->ReAllocateMemory(static_cast<unsigned long>(needed));
-      out = reinterpret_cast<wchar_t*>(g_pWideBuffer->GetBlock());
-      done = MultiByteToWideChar(codePage, kNarrowToWideFlags, c_str(), static_cast<int>(n + 1),
-                                 out, needed);
+      buffer.Reserve(static_cast<unsigned long>(needed));
+      done = MultiByteToWideChar(codePage, kNarrowToWideFlags, text.c_str(),
+                                 static_cast<int>(n + 1),
+                                 reinterpret_cast<wchar_t*>(buffer.Block()),
+                                 static_cast<int>(buffer.Count()));
     }
   }
-  if (done == 0) g_pWideBuffer->GetBlock()[0] = 0;
-  return g_pWideBuffer->GetBlock();
+  if (done == 0) buffer.Block()[0] = 0;
+  return buffer.Block();
 }
 unsigned short* UtilsString::w_str() const { return ReturnWideChar(); }
 UtilsString::operator unsigned short*() const { return ReturnWideChar(); }
 UtilsString::operator const unsigned short*() const { return ReturnWideChar(); }
 
 unsigned char* UtilsString::ReturnByteStr() const {
-  ScopedLock strings(m_Lock);
-  unsigned long n = length() + 1;
-  if (!g_pByteBuffer)
-    g_pByteBuffer = new UtilsAllocator<unsigned char>(n);
-  else
-    g_pByteBuffer->ReAllocateMemory(n);
-  g_pByteBuffer->CopyElements(g_pByteBuffer->GetBlock(),
-                              reinterpret_cast<const unsigned char*>(c_str()), n);
-  return g_pByteBuffer->GetBlock();
+  std::string text = GetSTLString();
+  unsigned long n = static_cast<unsigned long>(text.size()) + 1;  // with the NUL
+  ScopedLock shared(SharedBufferLock());
+  SharedBuffer<unsigned char>& buffer = ByteBuffer();
+  buffer.Reserve(n);
+  std::memcpy(buffer.Block(), text.c_str(), n);
+  return buffer.Block();
 }
 UtilsString::operator unsigned char*() const { return ReturnByteStr(); }
 UtilsString::operator const unsigned char*() const { return ReturnByteStr(); }
@@ -476,16 +606,23 @@ const UtilsString& UtilsString::ConvertFromWideChar(const unsigned short* text, 
 
 int UtilsString::CompareText(const char* text, unsigned long n) const {
   ScopedLock strings(m_Lock);
-  return compare(c_str(), text, m_iCase, m_iMatchStyle, length(), n);
+  return TextFamilies<char>(*this, const_cast<UtilsString*>(this)->Current())
+      .Compare(text, n, m_iCase, m_iMatchStyle, 0);
 }
 int UtilsString::FriendCompareText(const char* text, unsigned long n) const {
   ScopedLock strings(m_Lock);
-  return compare(text, c_str(), m_iCase, m_iMatchStyle, n, length());
+  return TextFamilies<char>(*this, const_cast<UtilsString*>(this)->Current())
+      .Compare(text, n, m_iCase, m_iMatchStyle, 1);
 }
 
-#define UTILS_STRING_COMPARES(TYPE, PTR, LEN)                                     \
-  int UtilsString::Compare(TYPE text) const { return CompareText(PTR, LEN); }    \
+// HOLD makes a private copy of a text owned by another object before our lock is taken.
+#define UTILS_STRING_COMPARES(TYPE, HOLD, PTR, LEN)                               \
+  int UtilsString::Compare(TYPE text) const {                                     \
+    HOLD;                                                                         \
+    return CompareText(PTR, LEN);                                                 \
+  }                                                                               \
   int UtilsString::FriendCompare(TYPE text) const {                               \
+    HOLD;                                                                         \
     return FriendCompareText(PTR, LEN);                                           \
   }                                                                               \
   int UtilsString::operator==(TYPE text) const { return Compare(text) == 0; }    \
@@ -494,12 +631,17 @@ int UtilsString::FriendCompareText(const char* text, unsigned long n) const {
   int UtilsString::operator<=(TYPE text) const { return Compare(text) <= 0; }    \
   int UtilsString::operator>(TYPE text) const { return Compare(text) > 0; }      \
   int UtilsString::operator>=(TYPE text) const { return Compare(text) >= 0; }
-UTILS_STRING_COMPARES(const char*, text, 0)
-UTILS_STRING_COMPARES(const UtilsString&, text.c_str(), text.length())
-UTILS_STRING_COMPARES(const std::string&, text.c_str(), text.size())
-UTILS_STRING_COMPARES(const std::wstring&, NarrowFromWide(WideOf(text)).c_str(), 0)
-UTILS_STRING_COMPARES(const unsigned short*, text ? NarrowFromWide(text).c_str() : 0, 0)
-UTILS_STRING_COMPARES(const MemObject<char>&, text.Data(), text.Length())
+UTILS_STRING_COMPARES(const char*, (void)0, text, 0)
+UTILS_STRING_COMPARES(const UtilsString&, std::string held = text.GetSTLString(), held.c_str(),
+                      held.size())
+UTILS_STRING_COMPARES(const std::string&, (void)0, text.c_str(), text.size())
+UTILS_STRING_COMPARES(const std::wstring&, std::string held = NarrowFromWide(WideOf(text)),
+                      held.c_str(), 0)
+UTILS_STRING_COMPARES(const unsigned short*,
+                      std::string held = text ? NarrowFromWide(text) : std::string(),
+                      text ? held.c_str() : 0, 0)
+UTILS_STRING_COMPARES(const MemObject<char>&, std::string held = TextOf(text), held.c_str(),
+                      held.size())
 #undef UTILS_STRING_COMPARES
 
 const int UtilsString::SetCase(int caseFlag) {
@@ -519,41 +661,28 @@ const int UtilsString::Search(const char* text, unsigned long occurrence) const 
   if (!text) return 0;
   ScopedLock strings(m_Lock);
   unsigned long found = 0;
-  return search(text, text + ::strlen(text), c_str(), c_str() + length(), found, m_iCase,
-                occurrence);
+  return TextFamilies<char>(*this, const_cast<UtilsString*>(this)->Current())
+      .Search(text, ::strlen(text), m_iCase, occurrence, found);
+}
+
+const int UtilsString::FindText(const char* text, int first, unsigned long& position) {
+  ScopedLock strings(m_Lock);
+  return TextFamilies<char>(*this, Current())
+      .Find(text, text ? ::strlen(text) : 0, m_iCase, first, m_ulFindCursor, position);
 }
 
 const int UtilsString::FindFirst(const char* text, unsigned long& position) {
-  m_ulFindCursor = 0;
-  if (!text) return 0;
-  ScopedLock strings(m_Lock);
-  unsigned long found = 0;
-  if (!search(text, text + ::strlen(text), c_str(), c_str() + length(), found, m_iCase,
-              m_ulFindCursor))
-    return 0;
-  position = found;
-  return 1;
+  return FindText(text, 1, position);
 }
 
 const int UtilsString::FindNext(const char* text, unsigned long& position) {
-  ++m_ulFindCursor;
-  if (!text) return 0;
-  ScopedLock strings(m_Lock);
-  unsigned long found = 0;
-  if (!search(text, text + ::strlen(text), c_str(), c_str() + length(), found, m_iCase,
-              m_ulFindCursor))
-    return 0;
-  position = found;
-  return 1;
+  return FindText(text, 0, position);
 }
 
 const int UtilsString::FindAll(const char* text) {
-  unsigned long position = 0;
-  if (!FindFirst(text, position)) return 0;
-  while (FindNext(text, position)) {
-  }
-  m_ulFindCursor = 0;
-  return 1;
+  ScopedLock strings(m_Lock);
+  return TextFamilies<char>(*this, Current())
+      .FindAll(text, text ? ::strlen(text) : 0, m_iCase, m_ulFindCursor);
 }
 
 void UtilsString::FindReset() { m_ulFindCursor = 0; }
@@ -657,12 +786,14 @@ void UtilsString::ParseFastReset() {
 
 // ---- replace ----------------------------------------------------------------------------
 
+// The flag makes the old text match ignoring case, whatever our case flag.
 const int UtilsString::ReplaceAt(const char* old, const char* fresh, int flag) {
   if (!old) return 0;
   ScopedLock strings(m_Lock);
   int caseFlag = flag ? 0 : (m_iCase != 0 ? 1 : 0);
-  return Current().ReplaceOccurrence(old, ::strlen(old), fresh, fresh ? ::strlen(fresh) : 0,
-                                     m_ulReplaceCursor, caseFlag, this);
+  return TextFamilies<char>(*this, Current())
+      .Replace(old, ::strlen(old), fresh, fresh ? ::strlen(fresh) : 0, caseFlag, 0,
+               m_ulReplaceCursor);
 }
 const int UtilsString::ReplaceFirst(const char* old, const char* fresh, int flag) {
   m_ulReplaceCursor = 0;
@@ -672,10 +803,15 @@ const int UtilsString::ReplaceNext(const char* old, const char* fresh, int flag)
   return ReplaceAt(old, fresh, flag);
 }
 const int UtilsString::ReplaceAll(const char* old, const char* fresh, int flag) {
-  if (!ReplaceFirst(old, fresh, flag)) return 0;
-  while (ReplaceNext(old, fresh, flag)) {
+  if (!old) {
+    m_ulReplaceCursor = 0;
+    return 0;
   }
-  return 1;
+  ScopedLock strings(m_Lock);
+  int caseFlag = flag ? 0 : (m_iCase != 0 ? 1 : 0);
+  return TextFamilies<char>(*this, Current())
+      .ReplaceAll(old, ::strlen(old), fresh, fresh ? ::strlen(fresh) : 0, caseFlag,
+                  m_ulReplaceCursor);
 }
 void UtilsString::ReplaceReset() { m_ulFindCursor = 0; }
 
@@ -726,21 +862,23 @@ const UtilsString& UtilsString::XORString(unsigned char key) {
 }
 
 const UtilsString& UtilsString::EncryptString(const UtilsString& key) {
-  if (key.length() == 0)
-    throw std::invalid_argument("UtilsString::EncryptString: the key is empty");
-  UtilsByte bytes(reinterpret_cast<const unsigned char*>(key.c_str()), key.length());
-  return EncryptString(bytes);
+  std::string bytes = key.GetSTLString();
+  if (bytes.empty()) throw std::invalid_argument("UtilsString::EncryptString: the key is empty");
+  return EncryptString(UtilsByte(reinterpret_cast<const unsigned char*>(bytes.data()),
+                                 static_cast<unsigned long>(bytes.size())));
 }
 
 const UtilsString& UtilsString::EncryptString(const UtilsByte& key) {
-  unsigned long keyLength = key.length();
+  UtilsByte bytes(key);  // whole, under the key's lock (the key may change meanwhile)
+  unsigned long keyLength = bytes.length();
   if (keyLength == 0) throw std::invalid_argument("UtilsString::EncryptString: the key is empty");
+  const unsigned char* keyData = bytes.c_str();
   ScopedLock strings(m_Lock);
   MemObject<char>& text = Current();
   ScopedLock hold(text.GetLock());
   char* data = text.Data();
   for (unsigned long i = 0; i < text.Length(); ++i)
-    data[i] = static_cast<char>(static_cast<unsigned char>(data[i]) ^ key.c_str()[i % keyLength]);
+    data[i] = static_cast<char>(static_cast<unsigned char>(data[i]) ^ keyData[i % keyLength]);
   return *this;
 }
 
@@ -783,8 +921,9 @@ int UtilsString::LoadStringA(HINSTANCE module, unsigned long id, unsigned long m
 unsigned long UtilsString::FormatMessageA(const UtilsString& format, ...) {
   va_list args;
   va_start(args, format);
+  std::string pattern = format.GetSTLString();
   std::string text;
-  unsigned long count = FormatInto(0x500, format.c_str(), 0, &args, text);
+  unsigned long count = FormatInto(0x500, pattern.c_str(), 0, &args, text);
   va_end(args);
   if (count) AppendText(text.c_str(), text.size());
   return count;
@@ -822,12 +961,16 @@ int UtilsString::isupper(const char& c) const { return c >= 'A' && c <= 'Z'; }
 int UtilsString::islower(const char& c) const { return c >= 'a' && c <= 'z'; }
 char UtilsString::utoupper(const char& c) const { return static_cast<char>(c - 0x20); }
 char UtilsString::utolower(const char& c) const { return static_cast<char>(c + 0x20); }
-int UtilsString::isupper(const unsigned short& c) const { return std::iswupper(c) ? 1 : 0; }
-int UtilsString::islower(const unsigned short& c) const { return std::iswlower(c) ? 1 : 0; }
-unsigned short UtilsString::utoupper(const unsigned short& c) const {
+int UtilsString::isupper(const char& c) { return static_cast<const UtilsString&>(*this).isupper(c); }
+int UtilsString::islower(const char& c) { return static_cast<const UtilsString&>(*this).islower(c); }
+char UtilsString::utoupper(const char& c) { return static_cast<const UtilsString&>(*this).utoupper(c); }
+char UtilsString::utolower(const char& c) { return static_cast<const UtilsString&>(*this).utolower(c); }
+int UtilsString::isupper(const unsigned short& c) { return std::iswupper(c) ? 1 : 0; }
+int UtilsString::islower(const unsigned short& c) { return std::iswlower(c) ? 1 : 0; }
+unsigned short UtilsString::utoupper(const unsigned short& c) {
   return static_cast<unsigned short>(c - 0x20);
 }
-unsigned short UtilsString::utolower(const unsigned short& c) const {
+unsigned short UtilsString::utolower(const unsigned short& c) {
   return static_cast<unsigned short>(c + 0x20);
 }
 const char* UtilsString::derived_class() const { return ReadableTypeName(typeid(*this)); }
@@ -844,3 +987,28 @@ int ListContains(const UtilsString& haystack, const UtilsString& needle, int cas
 }
 
 }  // namespace UTILS
+
+// Entry points of earlier builds, kept for the clients linked against them. The wide
+// case functions used to be constant and to fill the wide slots of the base table. Their
+// old names now lead to the string's own wide forms, which answer as those did; the old
+// names of the adjusting entries through which the base table reached them lead to the
+// base answers that the slots now give (the base functions take the base part of the
+// object, which is what those entries are called with).
+#define UTILS_OLD_EXPORT(OLD, NEW) \
+  __asm__(".section .drectve\n\t.ascii \" -export:" OLD "=" NEW "\"\n\t.text");
+UTILS_OLD_EXPORT("_ZNK5UTILS11UtilsString7isupperERKt", "_ZN5UTILS11UtilsString7isupperERKt")
+UTILS_OLD_EXPORT("_ZNK5UTILS11UtilsString7islowerERKt", "_ZN5UTILS11UtilsString7islowerERKt")
+UTILS_OLD_EXPORT("_ZNK5UTILS11UtilsString8utoupperERKt", "_ZN5UTILS11UtilsString8utoupperERKt")
+UTILS_OLD_EXPORT("_ZNK5UTILS11UtilsString8utolowerERKt", "_ZN5UTILS11UtilsString8utolowerERKt")
+#ifdef _WIN64
+UTILS_OLD_EXPORT("_ZTv0_n40_NK5UTILS11UtilsString7isupperERKt", "_ZNK5UTILS9UtilsBaseIcE7isupperERKt")
+UTILS_OLD_EXPORT("_ZTv0_n48_NK5UTILS11UtilsString7islowerERKt", "_ZNK5UTILS9UtilsBaseIcE7islowerERKt")
+UTILS_OLD_EXPORT("_ZTv0_n72_NK5UTILS11UtilsString8utoupperERKt", "_ZNK5UTILS9UtilsBaseIcE8utoupperERKt")
+UTILS_OLD_EXPORT("_ZTv0_n80_NK5UTILS11UtilsString8utolowerERKt", "_ZNK5UTILS9UtilsBaseIcE8utolowerERKt")
+#else
+UTILS_OLD_EXPORT("_ZTv0_n20_NK5UTILS11UtilsString7isupperERKt", "_ZNK5UTILS9UtilsBaseIcE7isupperERKt")
+UTILS_OLD_EXPORT("_ZTv0_n24_NK5UTILS11UtilsString7islowerERKt", "_ZNK5UTILS9UtilsBaseIcE7islowerERKt")
+UTILS_OLD_EXPORT("_ZTv0_n36_NK5UTILS11UtilsString8utoupperERKt", "_ZNK5UTILS9UtilsBaseIcE8utoupperERKt")
+UTILS_OLD_EXPORT("_ZTv0_n40_NK5UTILS11UtilsString8utolowerERKt", "_ZNK5UTILS9UtilsBaseIcE8utolowerERKt")
+#endif
+#undef UTILS_OLD_EXPORT

@@ -16,12 +16,14 @@ template class UTILS_API ListObject<UtilsString>;
 template class UTILS_API MapNode<int, UtilsString>;
 template class UTILS_API MapObject<int, UtilsString>;
 template class UTILS_API UtilsAllocator<MemObject<UtilsString> >;
+template class UTILS_API UtilsAllocator<MemObject<UtilsString>*>;
 template class UTILS_API UtilsAllocator<ListObject<UtilsString> >;
 template class UTILS_API UtilsAllocator<MapObject<int, UtilsString> >;
 template class UTILS_API Utils<UtilsString, int>;
 
 }  // namespace UTILS
 
+#include "TextFamilies.h"
 #include "UtilsStringList"
 
 namespace UTILS {
@@ -34,11 +36,25 @@ void UtilsStringList::Init() {
 }
 
 void UtilsStringList::CopyData(const UtilsStringList& other) {
-  m_List = other.m_List;
-  m_ulSpare = other.m_ulSpare;
-  m_ulCurrent = other.m_ulCurrent;
-  m_iCase = other.m_iCase;
-  m_iMatchStyle = other.m_iMatchStyle;
+  // The strings and the fields are read in one step under the other list's lock, and
+  // put in place under ours.
+  MapObject<int, UtilsString> strings;
+  unsigned long spare, current;
+  int caseFlag, matchStyle;
+  {
+    ScopedLock theirs(other.m_Lock);
+    strings = other.m_List;
+    spare = other.m_ulSpare;
+    current = other.m_ulCurrent;
+    caseFlag = other.m_iCase;
+    matchStyle = other.m_iMatchStyle;
+  }
+  ScopedLock mine(m_Lock);
+  m_List = std::move(strings);
+  m_ulSpare = spare;
+  m_ulCurrent = current;
+  m_iCase = caseFlag;
+  m_iMatchStyle = matchStyle;
 }
 
 UtilsStringList::UtilsStringList() { Init(); }
@@ -54,8 +70,35 @@ UtilsStringList::UtilsStringList(const UtilsStringList& other)
   CopyData(other);
 }
 
+UtilsStringList::UtilsStringList(UtilsStringList&& other) noexcept
+    : UtilsBase<UtilsString>(other), Utils<UtilsString, int>() {
+  Init();
+  *this = std::move(other);
+}
+
 const UtilsStringList& UtilsStringList::operator=(const UtilsStringList& other) {
   if (this != &other) CopyData(other);
+  return *this;
+}
+
+const UtilsStringList& UtilsStringList::operator=(UtilsStringList&& other) noexcept {
+  if (this == &other) return *this;
+  MapObject<int, UtilsString> strings;
+  unsigned long current;
+  int caseFlag, matchStyle;
+  {
+    ScopedLock theirs(other.m_Lock);
+    strings = std::move(other.m_List);
+    current = other.m_ulCurrent;
+    caseFlag = other.m_iCase;
+    matchStyle = other.m_iMatchStyle;
+    other.m_ulCurrent = 0;
+  }
+  ScopedLock mine(m_Lock);
+  m_List = std::move(strings);
+  m_ulCurrent = current;
+  m_iCase = caseFlag;
+  m_iMatchStyle = matchStyle;
   return *this;
 }
 
@@ -80,7 +123,7 @@ const UtilsString& UtilsStringList::CurrentValue() const { return m_List.At(m_ul
 const UtilsStringList& UtilsStringList::AddString(const UtilsString& text) {
   UtilsString stored = Stored(text);  // text may be one of our own strings
   ScopedLock list(m_Lock);
-  m_List.AddTail(stored);
+  m_List.AddTail(std::move(stored));
   return *this;
 }
 
@@ -129,8 +172,8 @@ const UtilsStringList& UtilsStringList::RemoveAllStrings() {
 UTILS_LIST_APPENDS(const char*, const char* held = value)
 UTILS_LIST_APPENDS(const std::string&, const std::string& held = value)
 UTILS_LIST_APPENDS(const std::wstring&, const std::wstring& held = value)
-UTILS_LIST_APPENDS(const UtilsString&, const UtilsString& held = value)
-UTILS_LIST_APPENDS(const UtilsStringList&, UtilsString held(value.RetrieveUString()))
+UTILS_LIST_APPENDS(const UtilsString&, std::string held = value.GetSTLString())
+UTILS_LIST_APPENDS(const UtilsStringList&, std::string held = value.RetrieveUString().GetSTLString())
 UTILS_LIST_APPENDS(unsigned long, unsigned long held = value)
 UTILS_LIST_APPENDS(double, double held = value)
 #undef UTILS_LIST_APPENDS
@@ -158,9 +201,9 @@ UTILS_LIST_APPENDS(double, double held = value)
   }
 UTILS_LIST_EDITS(const char*, const char* held = text)
 UTILS_LIST_EDITS(const std::string&, const std::string& held = text)
-UTILS_LIST_EDITS(const MemObject<char>&, const MemObject<char>& held = text)
-UTILS_LIST_EDITS(const UtilsString&, const UtilsString& held = text)
-UTILS_LIST_EDITS(const UtilsStringList&, UtilsString held(text.RetrieveUString()))
+UTILS_LIST_EDITS(const MemObject<char>&, std::string held = TextOf(text))
+UTILS_LIST_EDITS(const UtilsString&, std::string held = text.GetSTLString())
+UTILS_LIST_EDITS(const UtilsStringList&, std::string held = text.RetrieveUString().GetSTLString())
 #undef UTILS_LIST_EDITS
 
 // ---- position and access --------------------------------------------------------------
@@ -262,7 +305,8 @@ const int UtilsStringList::SearchListItem(unsigned long position, const UtilsStr
   }
   if (ignoreCase) item.SetCase(0);
   else if (item.GetCase() != 0) item.SetCase(1);
-  return item.Search(text.c_str(), static_cast<unsigned long>(occurrence));
+  std::string needle = text.GetSTLString();
+  return item.Search(needle.c_str(), static_cast<unsigned long>(occurrence));
 }
 
 const int UtilsStringList::ReplaceAllInCurrentString(const char* old, char* fresh, int flag) {
@@ -286,10 +330,14 @@ const UtilsStringList& UtilsStringList::SplitData(const UtilsString& text, int s
   for (unsigned long i = 0; i < pieces.GetNumberOfStrings(); ++i) {
     UtilsString piece(pieces.GetStringNumber(i));
     if (skipEmpty && !piece) continue;
-    if (sorted)
+    if (sorted) {
       AddStringSorted(piece);
-    else
-      AddString(piece);
+    } else {
+      piece.SetCase(m_iCase);  // made as AddString would store it, then moved in
+      piece.SetMatchStyle(m_iMatchStyle);
+      ScopedLock list(m_Lock);
+      m_List.AddTail(std::move(piece));
+    }
   }
   return *this;
 }
@@ -325,9 +373,14 @@ int UtilsStringList::FriendCompareText(const char* text, unsigned long n) const 
   return mine.compare(text, mine.c_str(), m_iCase, m_iMatchStyle, n, mine.length());
 }
 
-#define UTILS_LIST_COMPARES(TYPE, PTR, LEN)                                           \
-  int UtilsStringList::Compare(TYPE text) const { return CompareText(PTR, LEN); }    \
+// HOLD makes a private copy of a text owned by another object before our lock is taken.
+#define UTILS_LIST_COMPARES(TYPE, HOLD, PTR, LEN)                                     \
+  int UtilsStringList::Compare(TYPE text) const {                                     \
+    HOLD;                                                                             \
+    return CompareText(PTR, LEN);                                                     \
+  }                                                                                   \
   int UtilsStringList::FriendCompare(TYPE text) const {                               \
+    HOLD;                                                                             \
     return FriendCompareText(PTR, LEN);                                               \
   }                                                                                   \
   int UtilsStringList::operator==(TYPE text) const { return Compare(text) == 0; }    \
@@ -336,12 +389,15 @@ int UtilsStringList::FriendCompareText(const char* text, unsigned long n) const 
   int UtilsStringList::operator<=(TYPE text) const { return Compare(text) <= 0; }    \
   int UtilsStringList::operator>(TYPE text) const { return Compare(text) > 0; }      \
   int UtilsStringList::operator>=(TYPE text) const { return Compare(text) >= 0; }
-UTILS_LIST_COMPARES(const UtilsStringList&, text.RetrieveUString().c_str(),
-                    text.RetrieveUString().length())
-UTILS_LIST_COMPARES(const UtilsString&, text.c_str(), text.length())
-UTILS_LIST_COMPARES(const char*, text, 0)
-UTILS_LIST_COMPARES(const std::string&, text.c_str(), text.size())
-UTILS_LIST_COMPARES(const MemObject<char>&, text.Data(), text.Length())
+UTILS_LIST_COMPARES(const UtilsStringList&,
+                    std::string held = text.RetrieveUString().GetSTLString(), held.c_str(),
+                    held.size())
+UTILS_LIST_COMPARES(const UtilsString&, std::string held = text.GetSTLString(), held.c_str(),
+                    held.size())
+UTILS_LIST_COMPARES(const char*, (void)0, text, 0)
+UTILS_LIST_COMPARES(const std::string&, (void)0, text.c_str(), text.size())
+UTILS_LIST_COMPARES(const MemObject<char>&, std::string held = TextOf(text), held.c_str(),
+                    held.size())
 #undef UTILS_LIST_COMPARES
 
 const char* UtilsStringList::derived_class() const { return ReadableTypeName(typeid(*this)); }

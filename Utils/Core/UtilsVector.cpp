@@ -11,6 +11,8 @@ template class UTILS_API MemObject<char>;
 template class UTILS_API MemObject<unsigned char>;
 template class UTILS_API UtilsAllocator<MemObject<char> >;
 template class UTILS_API UtilsAllocator<MemObject<unsigned char> >;
+template class UTILS_API UtilsAllocator<MemObject<char>*>;
+template class UTILS_API UtilsAllocator<MemObject<unsigned char>*>;
 template class UTILS_API Utils<char, int>;
 template class UTILS_API Utils<unsigned char, int>;
 

@@ -81,7 +81,8 @@ std::string CSyncObject::GetObjName() const { return m_strName; }
 
 const char* CSyncObject::derived_class() const { return ReadableTypeName(typeid(*this)); }
 
-CCriticalSection::CCriticalSection() : CSyncObject(std::string()), m_bReleased(0) {
+CCriticalSection::CCriticalSection()
+    : CSyncObject(std::string()), m_bReleased(0), m_dwOwner(0), m_ulDepth(0) {
   InitializeCriticalSection(&m_CriticalSection);
 }
 
@@ -90,12 +91,18 @@ CCriticalSection::~CCriticalSection() { DeleteCriticalSection(&m_CriticalSection
 const int CCriticalSection::Lock() {
   PushState(1);  // the state is pushed before the section is entered
   EnterCriticalSection(&m_CriticalSection);
+  m_dwOwner = GetCurrentThreadId();
+  ++m_ulDepth;
   return 1;
 }
 
 const int CCriticalSection::UnLock() {
+  // A thread that is not inside has nothing to unlock. Leaving on its behalf would
+  // release the owner's hold and let a waiting thread in beside the owner.
+  if (m_dwOwner != GetCurrentThreadId()) return 1;
   if (CSyncObject::UnLock() == 0) return 1;  // nothing was locked: leave untouched
   m_bReleased = 1;
+  if (--m_ulDepth == 0) m_dwOwner = 0;
   LeaveCriticalSection(&m_CriticalSection);
   return 1;
 }

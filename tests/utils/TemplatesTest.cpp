@@ -2,6 +2,7 @@
 // the search resume rules and selection_sort.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 #include <stdexcept>
 #include <string>
@@ -100,6 +101,110 @@ TEST(Allocator, MatrixRowsAreIndependentAndChecked) {
   EXPECT_THROW(m(0, 3), std::out_of_range);
   UtilsAllocator<int> copy(m);
   EXPECT_EQ(8, copy(1, 0));
+}
+
+// Counts its instances; default constructions and copies draw from a budget and throw
+// std::bad_alloc once it is spent (a budget below 0 never runs out).
+struct Fragile {
+  static int live, budget;
+  int value;
+  Fragile() : value(0) {
+    Spend();
+    ++live;
+  }
+  Fragile(const Fragile& other) : value(other.value) {
+    Spend();
+    ++live;
+  }
+  Fragile& operator=(const Fragile& other) {
+    Spend();
+    value = other.value;
+    return *this;
+  }
+  ~Fragile() { --live; }
+  static void Spend() {
+    if (budget == 0) throw std::bad_alloc();
+    if (budget > 0) --budget;
+  }
+};
+int Fragile::live = 0;
+int Fragile::budget = -1;
+
+// Whichever step of a re-allocation fails (making the temporary block, copying into
+// it, making the new block, copying into that), the allocator keeps its elements and
+// count, holds nothing else, and frees everything exactly once later.
+TEST(Allocator, FailedReAllocationLeavesTheAllocatorAsItWas) {
+  for (unsigned long newCount : {5UL, 2UL}) {
+    bool completed = false;
+    for (int budget = 0; !completed && budget < 40; ++budget) {
+      {
+        UtilsAllocator<Fragile> a(3);
+        for (int i = 0; i < 3; ++i) a[i].value = i + 1;
+        Fragile::budget = budget;
+        try {
+          a.ReAllocateMemory(newCount);
+          completed = true;
+        } catch (const std::bad_alloc&) {
+        }
+        Fragile::budget = -1;
+        unsigned long expected = completed ? newCount : 3;
+        ASSERT_EQ(expected, a.GetCount()) << "budget " << budget;
+        EXPECT_EQ(static_cast<int>(expected), Fragile::live) << "budget " << budget;
+        for (unsigned long i = 0; i < (std::min)(expected, 3UL); ++i)
+          EXPECT_EQ(static_cast<int>(i + 1), a[i].value) << "budget " << budget;
+      }
+      EXPECT_EQ(0, Fragile::live);
+    }
+    EXPECT_TRUE(completed);
+  }
+}
+
+// Counts copies and moves; its moves cannot throw.
+struct Tracked {
+  static int copies, moves;
+  int value = 0;
+  Tracked() {}
+  Tracked(const Tracked& other) : value(other.value) { ++copies; }
+  Tracked(Tracked&& other) noexcept : value(other.value) { ++moves; }
+  Tracked& operator=(const Tracked& other) {
+    value = other.value;
+    ++copies;
+    return *this;
+  }
+  Tracked& operator=(Tracked&& other) noexcept {
+    value = other.value;
+    ++moves;
+    return *this;
+  }
+};
+int Tracked::copies = 0;
+int Tracked::moves = 0;
+
+TEST(Allocator, ResizingMovesElementsThatMoveWithoutThrowing) {
+  UtilsAllocator<Tracked> a(3);
+  for (int i = 0; i < 3; ++i) a[i].value = i + 7;
+  Tracked::copies = Tracked::moves = 0;
+  a.ReAllocateMemory(6);
+  a.ReAllocateMemory(2);
+  EXPECT_EQ(0, Tracked::copies);
+  EXPECT_GT(Tracked::moves, 0);
+  EXPECT_EQ(8, a[1].value);
+}
+
+// Lengths whose sum does not fit throw before anything is written.
+TEST(MemObject, LengthSumsThatWrapThrowBadAlloc) {
+  MemObject<char> text("ab", 0);
+  const char tiny[] = "x";
+  try {
+    text.Append(tiny, 0xFFFFFFFEUL);  // 2 + n wraps to 0
+    FAIL() << "nothing thrown";
+  } catch (const std::bad_alloc& e) {
+    EXPECT_EQ("Inavlid Argument Passed - -2" + kAlloc + "442", std::string(e.what()));
+  }
+  EXPECT_THROW(text.Append(tiny, 0xFFFFFFFDUL), std::bad_alloc);  // the terminator wraps
+  EXPECT_THROW(text.Insert(tiny, 0xFFFFFFFEUL, 1), std::bad_alloc);
+  EXPECT_STREQ("ab", text.Data());
+  EXPECT_EQ(2u, text.Length());
 }
 
 class ByteBase : public UtilsBase<unsigned char> {};

@@ -168,6 +168,56 @@ TEST(UtilsStringCompare, CaseFlagMatchStyleAndSignedBytes) {
   EXPECT_TRUE(bracket < "A");
 }
 
+// The wide slots of the base table keep the base answers; the string's own wide forms
+// are separate members, reached through the string.
+TEST(UtilsStringCompare, WideCaseFunctionsThroughTheBaseKeepTheBaseAnswers) {
+  const unsigned short upperA = L'A', lowerA = L'a';
+  UtilsString s;
+  const UTILS::UtilsBase<char>& base = s;
+  EXPECT_EQ(0, base.isupper(upperA));
+  EXPECT_EQ(0, base.islower(lowerA));
+  EXPECT_EQ(lowerA, base.utoupper(lowerA));
+  EXPECT_EQ(upperA, base.utolower(upperA));
+  EXPECT_EQ(1, base.isupper('A'));  // the narrow slots are the string's
+  EXPECT_EQ('!', base.utoupper('A'));
+  EXPECT_EQ(1, s.isupper(upperA));
+  EXPECT_EQ(1, s.islower(lowerA));
+  EXPECT_EQ(upperA, s.utoupper(lowerA));
+  EXPECT_EQ(lowerA, s.utolower(upperA));
+  EXPECT_EQ(1, s.isupper(static_cast<unsigned short>(0xC9)));  // wide classification
+  UTILS::UtilsByte bytes;
+  const UTILS::UtilsBase<unsigned char>& byteBase = bytes;
+  EXPECT_EQ(0, byteBase.isupper(upperA));
+  EXPECT_EQ(lowerA, byteBase.utoupper(lowerA));
+}
+
+// Clients linked against earlier builds import the wide forms by their old, constant
+// names: those lead to the string's own forms now, and the old names of the base
+// table's adjusting entries lead to the base answers.
+TEST(UtilsStringCompare, OldNamesOfTheWideFormsAreStillExported) {
+  HMODULE dll = GetModuleHandleA("VKLinkDB.dll");
+  ASSERT_NE(nullptr, dll);
+  auto same = [dll](const char* old, const char* now) {
+    FARPROC a = GetProcAddress(dll, old), b = GetProcAddress(dll, now);
+    return a != nullptr && a == b;
+  };
+  const char* forms[] = {"7isupperERKt", "7islowerERKt", "8utoupperERKt", "8utolowerERKt"};
+#ifdef _WIN64
+  const char* offsets[] = {"40", "48", "72", "80"};
+#else
+  const char* offsets[] = {"20", "24", "36", "40"};
+#endif
+  for (int i = 0; i < 4; ++i) {
+    std::string form = forms[i];
+    EXPECT_TRUE(same(("_ZNK5UTILS11UtilsString" + form).c_str(),
+                     ("_ZN5UTILS11UtilsString" + form).c_str()))
+        << form;
+    EXPECT_TRUE(same(("_ZTv0_n" + std::string(offsets[i]) + "_NK5UTILS11UtilsString" + form).c_str(),
+                     ("_ZNK5UTILS9UtilsBaseIcE" + form).c_str()))
+        << form;
+  }
+}
+
 TEST(UtilsStringSearch, ResumeRulesAndFindIteration) {
   UtilsString s("abab ab");
   EXPECT_EQ(1, s.Search("ab", 0));

@@ -112,12 +112,13 @@ if(UTILS_TESTS)
   target_link_libraries(utils_tests PRIVATE VKLinkDB gtest_main)
   vkl_wine_test(utils_tests)
   # The release probe under every emulated release, each copy printing what it saw;
-  # the registry's 95-line and NT-line behaviour under Windows 98 and XP.
+  # the 95-line and NT-line behaviour of the registry, of file I/O (overlapped mode)
+  # and of raw disk access under Windows 98 and XP.
   foreach(release win95 winme nt351 nt40 win2k win7)
     vkl_release_run(utils_tests ${release} ReleaseProbe.*)
   endforeach()
   foreach(release win98 winxp)
-    vkl_release_run(utils_tests ${release} ReleaseProbe.*:Registry.*)
+    vkl_release_run(utils_tests ${release} ReleaseProbe.*:Registry.*:DiskIo.*:RawDisk.*)
   endforeach()
 endif()
 

@@ -432,8 +432,8 @@ TEST_F(Path, BadInputAnswersWithoutCrashing) {
   EXPECT_EQ(3u, wildcard.GetDirSize());
 }
 
-// One object from several threads: every reading is one of the paths written, and a
-// copy always carries a path with its own network form.
+// One object from several threads: every reading is one of the paths written, a copy
+// always carries a path with its own network form, and a parent is a whole ancestor.
 TEST_F(Path, OneObjectFromSeveralThreads) {
   CUtilsPath shared(U("C:\\start"));
   const std::string pc = "\\\\" + ComputerName() + "\\";
@@ -447,9 +447,12 @@ TEST_F(Path, OneObjectFromSeveralThreads) {
         CUtilsPath copy(shared);
         std::string path = copy.GetPath(), unc = copy.GetPathUNC();
         wrong[t] += path.compare(0, 9, "C:\\thread") != 0 || unc != pc + path.substr(3);
+        // The walk's cursor is the object's: other threads move it too, so any
+        // ancestor may come back, but always a whole one.
         UtilsString parent;
         shared.ResetParentSearch();
-        wrong[t] += shared.GetParentDir(parent) && Str(parent).compare(0, 9, "C:\\thread") != 0;
+        std::string up = shared.GetParentDir(parent) ? Str(parent) : "C:";
+        wrong[t] += up != "C:" && up.compare(0, 9, "C:\\thread") != 0;
         shared += U("x");
       }
     });

@@ -137,3 +137,6 @@ foreach(src ${BENCH_SOURCES})
   target_include_directories(${name} PRIVATE ${CMAKE_SOURCE_DIR}/bench)
   target_link_libraries(${name} PRIVATE VKLinkDB psapi)
 endforeach()
+# The path rules on plain strings, beside the class that applies them.
+target_sources(paths_bench PRIVATE ${CMAKE_SOURCE_DIR}/Utils/System/PathText.cpp)
+target_include_directories(paths_bench PRIVATE ${CMAKE_SOURCE_DIR}/Utils/System)

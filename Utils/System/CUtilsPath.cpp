@@ -65,6 +65,13 @@ Function EntryPoint(HMODULE module, const char* name) {
 
 UtilsString TextOf(const char* text) { return UtilsString(text ? text : ""); }
 
+// Replaces the current text of `target`. Emptying and appending costs the string half
+// of what an assignment does (which first copies the source into a temporary string).
+void Store(UtilsString& target, const std::string& text) {
+  target.Erase();
+  target.Append(text);
+}
+
 // The prefix of relative paths: the current directory as a 260-byte query gives it,
 // empty on failure. Kept apart from GetCurrentDir's buffer, which is the caller's.
 std::string CurrentDirectoryText() {
@@ -297,10 +304,11 @@ const int CUtilsPath::SetPath(const UtilsString& path, const UtilsString& base) 
   m_Path.SetMatchStyle(matchStyle);
 
   vkl::pathtext::CutEndingSlash(text);
-  if (vkl::pathtext::MakeFull(text, baseText, CurrentDirectoryText, m_IsReg && baseText.empty(),
-                              m_IsUNC))
-    m_ParentLevel = 0;
-  m_Path = text;
+  vkl::pathtext::MakeFull(text, baseText, CurrentDirectoryText, m_IsReg && baseText.empty(),
+                          m_IsUNC);
+  // A new path starts a new walk, whether or not the rules changed its text.
+  m_ParentLevel = 0;
+  Store(m_Path, text);
   MakeUNCName();
 
   WIN32_FIND_DATAA found;
@@ -313,23 +321,19 @@ const int CUtilsPath::SetDir(const UtilsString& text) { return SetPath(text, Uti
 const int CUtilsPath::SetKey(const UtilsString& text) { return SetPath(text, UtilsString("")); }
 
 void CUtilsPath::MakeFullPath(const UtilsString& base) {
-  std::string baseText = base.GetSTLString();
+  std::string baseText = base.length() ? base.GetSTLString() : std::string();
   ScopedLock hold(m_Lock);
   std::string text = m_Path.GetSTLString();
   if (vkl::pathtext::MakeFull(text, baseText, CurrentDirectoryText, m_IsReg && baseText.empty(),
-                              m_IsUNC)) {
-    m_Path = text;
-    m_ParentLevel = 0;
-  }
+                              m_IsUNC))
+    Store(m_Path, text);
+  m_ParentLevel = 0;
 }
 
 void CUtilsPath::MakeUNCName() {
   ScopedLock hold(m_Lock);
-  if (m_IsUNC) {
-    m_PathUNC = m_Path;
-    return;
-  }
-  m_PathUNC = vkl::pathtext::UncName(m_Path.GetSTLString(), ComputerName(), m_IsReg != 0);
+  std::string path = m_Path.GetSTLString();
+  Store(m_PathUNC, m_IsUNC ? path : vkl::pathtext::UncName(path, ComputerName(), m_IsReg != 0));
 }
 
 const int CUtilsPath::PathIsRegistry(const UtilsString& text) {

@@ -119,7 +119,7 @@ DiskIO::DiskIO(const char* name, unsigned long access, unsigned long share, unsi
   if (name) Open(name, access, share, creation, overlapped);
 }
 
-DiskIO::DiskIO(const DiskIO& other) : m_OS(other.m_OS) {
+DiskIO::DiskIO(const DiskIO& other) {
   Init(1);
   CopyObj(other);
 }
@@ -404,7 +404,7 @@ void DiskIO::DeleteDir(const char* name, int force) {
   if (name && force) ::SetFileAttributesA(name, FILE_ATTRIBUTE_NORMAL);
   if (!::RemoveDirectoryA(name)) {
     m_Error = ::GetLastError();
-    if (m_Error == ERROR_DIR_NOT_EMPTY) {
+    if (m_Error == ERROR_DIR_NOT_EMPTY && name) {
       RemoveSubDirectories(name, force);
       if (::RemoveDirectoryA(name)) return;
       m_Error = ::GetLastError();

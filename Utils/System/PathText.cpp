@@ -95,9 +95,9 @@ bool MakeFull(std::string& path, const std::string& prefix, std::string (*curren
     // One level up for every ".." anywhere in the text; a parent that does not exist
     // leaves the climb where it stopped.
     for (unsigned long steps = CountParentSteps(path); steps > 0; --steps) {
-      std::string up;
-      if (!ParentAt(base, 1, up)) break;
-      base.swap(up);
+      size_t cut = base.rfind('\\');
+      if (cut == std::string::npos || base.find_first_not_of('\\') >= cut) break;
+      base.erase(cut);
     }
     do {
       EraseLeading(path, '.');
@@ -107,6 +107,7 @@ bool MakeFull(std::string& path, const std::string& prefix, std::string (*curren
     EraseLeading(path, '.');
     EraseLeading(path, '\\');
   }
+  base.reserve(base.size() + 1 + path.size());
   base += '\\';
   base += path;
   path.swap(base);

@@ -259,6 +259,8 @@ TEST_F(DiskIo, PositionTruncationAttributesAndDeletion) {
             f.what);
   remover.Delete(name.c_str(), 1);
   EXPECT_FALSE(scratch::Exists(name));
+  EXPECT_EQ(6u, Fails([&] { remover.Delete(nullptr, 1); }).category);
+  EXPECT_EQ(12u, Fails([&] { remover.DeleteDir(nullptr, 1); }).category);
   f = Fails([&] { remover.SetFileAttributesA(FILE_ATTRIBUTE_HIDDEN); });  // no file: name ""
   EXPECT_EQ(Record(f, "DiskIO::SetFileAttributes - Error setting the file attributes on file:  "),
             f.what);

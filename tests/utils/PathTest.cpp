@@ -228,7 +228,7 @@ TEST_F(Path, WalksParentsAndElementsOnOneCursor) {
   char buffer[64];
   while (path.GetPrevParentKey(buffer)) backward.push_back(buffer);
   EXPECT_EQ(std::vector<std::string>({"c", "b", "a", "C:"}), backward);
-  path.ResetParentSearch();
+  path.SetDir(U("C:\\a\\b\\c"));  // a path set starts the walk again
   CUtilsPath parent;
   ASSERT_EQ(1, path.GetParentKey(parent));
   EXPECT_EQ("C:\\a\\b", std::string(parent.GetPath()));

@@ -5,12 +5,12 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
-#include <algorithm>
 #include <cstring>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "DiskIoFailure.h"
 #include "ScratchDir.h"
 #include "SystemTestSupport.h"
 #include "diskio"
@@ -18,44 +18,8 @@
 namespace {
 
 using UTILS::DiskIO;
-using UTILS::DiskIoException;
 using UTILS::UtilsByte;
 using UTILS::UtilsString;
-
-// What a call threw: category, error, line and the whole text (category 99: nothing).
-struct Failure {
-  unsigned long category = 99, error = 0, line = 0;
-  std::string what;
-};
-template <class F>
-Failure Fails(F call) {
-  Failure failure;
-  try {
-    call();
-  } catch (DiskIoException& e) {
-    failure = {e.GetCategory(), e.GetError(), e.GetLine(), e.what()};
-    EXPECT_STREQ("UTILS::DiskIoException", e.derived_class());
-    const std::string what = e.what(), text = e.GetMessageText();  // the record ends with it
-    EXPECT_EQ(text, what.substr(what.size() - std::min(what.size(), text.size())));
-  }
-  return failure;
-}
-
-// The record a failure carries: the std_exception record with the category as type.
-std::string Record(const Failure& f, const std::string& message, bool describe = true) {
-  std::string text = "File:  ..\\..\\Include\\diskio; Line Number:  " + std::to_string(f.line) +
-                     "; Exception Name:  UTILS::std_exception; Type:  " +
-                     std::to_string(f.category) + "; ";
-  if (f.error) {
-    text += "Error Number: " + std::to_string(f.error) + "; ";
-    if (describe) {
-      UtilsString description;
-      description.SetErrorMsg(f.error, 0);
-      text += "WinError Description: " + description.GetSTLString() + "; ";
-    }
-  }
-  return text + "Error Condition:  " + message;
-}
 
 // The error a plain CreateFileA gives for the same arguments (0 when it opens).
 DWORD OpenOracle(const std::string& name, DWORD access, DWORD share, DWORD creation) {

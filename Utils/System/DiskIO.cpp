@@ -59,6 +59,7 @@ unsigned long DiskIoException::GetError() const { return m_Error; }
 unsigned long DiskIoException::GetLine() const { return m_Line; }
 const char* DiskIoException::GetFileName() const { return m_File.c_str(); }
 const char* DiskIoException::GetMessageText() const { return m_Text.c_str(); }
+const char* DiskIoException::GetTypeName() const { return m_TypeName.c_str(); }
 const char* DiskIoException::derived_class() const { return ReadableTypeName(typeid(*this)); }
 void DiskIoException::_Doraise() const { throw DiskIoException(*this); }
 

@@ -23,6 +23,7 @@ Failure Fails(F call) {
   } catch (UTILS::DiskIoException& e) {
     failure = {e.GetCategory(), e.GetError(), e.GetLine(), e.what()};
     EXPECT_STREQ("UTILS::DiskIoException", e.derived_class());
+    EXPECT_STREQ("UTILS::DiskIoException", e.GetTypeName());
     EXPECT_STREQ("..\\..\\Include\\diskio", e.GetFileName());
     const std::string text = e.GetMessageText();  // the record ends with it
     EXPECT_EQ(text, failure.what.substr(failure.what.size() - std::min(failure.what.size(),

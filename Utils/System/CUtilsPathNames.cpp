@@ -166,7 +166,8 @@ const int CUtilsPath::CloseParentSearch() { return ResetParentSearch(); }
 
 const int CUtilsPath::IsAFileLocked(WIN32_FIND_DATAA* found) {
   ScopedLock hold(m_Lock);
-  if (m_IsReg) return 0;
+  // A key is never a file: the flag must not keep the answer about an earlier path.
+  if (m_IsReg) return m_IsFile = 0;
   WIN32_FIND_DATAA data;
   FindHandle find(::FindFirstFileA(m_Path.c_str(), &data));
   m_IsFile = find.Valid() && !(data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY);

@@ -41,7 +41,6 @@ class Probe : public CUtilsPath {
     UtilsString out("untouched");
     return RebuildLongPathName(U(shortPath), out) ? Str(out) : "(failed)";
   }
-  using CUtilsPath::SetPath;
 };
 
 std::string FullPathOracle(const std::string& relative) {
@@ -316,7 +315,8 @@ TEST_F(Path, KindSizeAndTreeOnDisk) {
   EXPECT_EQ(1, dir.IsADir(found));
   EXPECT_EQ(0, dir.IsAFile());
   for (const std::string& missing : {In("missing"), std::string("HKLM\\Software")}) {
-    CUtilsPath none(U(missing));
+    CUtilsPath none(file);
+    none.SetDir(U(missing));
     EXPECT_EQ(0, none.IsAFile() + none.IsADir() + none.GetFileFlag());
     EXPECT_EQ(0u, none.GetFileSize());
   }

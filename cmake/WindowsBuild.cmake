@@ -112,12 +112,13 @@ if(UTILS_TESTS)
   target_link_libraries(utils_tests PRIVATE VKLinkDB gtest_main)
   vkl_wine_test(utils_tests)
   # The release probe under every emulated release, each copy printing what it saw;
-  # the registry's 95-line and NT-line behaviour under Windows 98 and XP.
+  # the 95-line and NT-line behaviour of the registry, of file I/O (overlapped mode)
+  # and of raw disk access under Windows 98 and XP.
   foreach(release win95 winme nt351 nt40 win2k win7)
     vkl_release_run(utils_tests ${release} ReleaseProbe.*)
   endforeach()
   foreach(release win98 winxp)
-    vkl_release_run(utils_tests ${release} ReleaseProbe.*:Registry.*)
+    vkl_release_run(utils_tests ${release} ReleaseProbe.*:Registry.*:DiskIo.*:RawDisk.*)
   endforeach()
 endif()
 
@@ -136,3 +137,6 @@ foreach(src ${BENCH_SOURCES})
   target_include_directories(${name} PRIVATE ${CMAKE_SOURCE_DIR}/bench)
   target_link_libraries(${name} PRIVATE VKLinkDB psapi)
 endforeach()
+# The path rules on plain strings, beside the class that applies them.
+target_sources(paths_bench PRIVATE ${CMAKE_SOURCE_DIR}/Utils/System/PathText.cpp)
+target_include_directories(paths_bench PRIVATE ${CMAKE_SOURCE_DIR}/Utils/System)

@@ -181,7 +181,7 @@ TEST_F(DbTest, MixedOperationsOnManyThreadsKeepEverything) {
         CVKUObject* found = db_->GetObjectByPath(const_cast<char*>(path.c_str()));
         check(found && found->GetUniqueID() == f->GetUniqueID());
         if (found) found->Release();
-        if (r % 10 == 0) check(Dependencies(apps[t]).size() == static_cast<size_t>(kLibraries + r + 1) - (r + 2) / 3);
+        if (r % 2 == 0) check(Dependencies(apps[t]).size() == static_cast<size_t>(kLibraries + r + 1) - (r + 2) / 3);
         if (r % 3 == 0) {
           check(f->Delete() == 1);
         } else {

@@ -379,6 +379,6 @@ TEST_F(StoreTest, ExitingWhileAThreadChangesTheDatabaseLeavesAWholeStore) {
     EXPECT_EQ("", Inconsistency(obj, link)) << "run " << run;
     unchanged += link.size() == 8 + 21;  // the one link of the first flush
   }
-  printf("%d of %d exits found the mutex abandoned and wrote nothing\n", unchanged, kRuns);
+  printf("%d of %d exits kept the first flush's store (the mutex was abandoned)\n", unchanged, kRuns);
 }
 #endif

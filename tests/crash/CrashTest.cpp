@@ -116,6 +116,7 @@ int main(int argc, char** argv) {
   fs::remove_all(dir, ec);
   fs::create_directories(dir);
   std::mt19937 random(seed);
+  setvbuf(stdout, nullptr, _IONBF, 0);  // a long run shows each trial as it ends
   printf("crash_test: %d trials, %lu objects in the base, kills within %d ms, seed %u\n", trials,
          crash::ObjectsIn(dirs, 0), maxDelay, seed);
 

@@ -12,6 +12,7 @@
 #include <errno.h>
 #include <signal.h>
 #include <sys/resource.h>
+#include <unistd.h>
 #endif
 
 namespace fs = std::filesystem;
@@ -304,6 +305,23 @@ TEST_F(StoreTest, AFolderThatCannotBeWrittenIsReportedAndLeftAlone) {
   EXPECT_EQ(0, db_->Flush());
   Reopen();  // nor does the destructor write
   EXPECT_EQ(before, Snapshot());
+#ifndef _WIN32
+  // A folder without write permission (which binds only where the tests do not run as
+  // root) is read and left alone in the same way.
+  if (geteuid() != 0) {
+    Discard();
+    fs::remove(FilePath("store.lck"));
+    fs::permissions(dir_, fs::perms::owner_write | fs::perms::group_write | fs::perms::others_write,
+                    fs::perm_options::remove);
+    EXPECT_EQ(VKU_LOAD_LOADED | VKU_LOAD_NOT_WRITABLE, Attach());
+    EXPECT_TRUE(Has("C:\\A\\ONE.DAT"));
+    EXPECT_EQ(0, db_->Flush());
+    EXPECT_EQ(static_cast<unsigned long>(EACCES), LastError());
+    Discard();
+    fs::permissions(dir_, fs::perms::owner_write, fs::perm_options::add);
+    EXPECT_EQ(before, Snapshot());
+  }
+#endif
 }
 
 TEST_F(StoreTest, ASecondProcessCannotAttachAFolderInUse) {

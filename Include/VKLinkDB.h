@@ -35,6 +35,20 @@
 // Bit 30 of dwFlags: visited mark of the dependency walks.
 #define VKU_FLAG_VISITED 0x40000000UL
 
+// What the first AttachDatabase found in the store folder (CVKUDatabase::GetLoadStatus).
+#define VKU_LOAD_NONE 0             // no database has been attached yet
+#define VKU_LOAD_LOADED 1           // the store was read
+#define VKU_LOAD_NEW 2              // the folder held no store: the database began with its root
+#define VKU_LOAD_REJECTED 3         // the store failed its checks: the database began with its
+                                    // root, and the files are moved aside (obj.dat.bad, ...)
+                                    // before the first write
+#define VKU_LOAD_LOCKED 4           // AttachDatabase failed: another process has the folder
+#define VKU_LOAD_NAME_TOO_LONG 5    // AttachDatabase failed: the folder's name is too long
+#define VKU_LOAD_OUTCOME_MASK 0xFFUL
+// Added to LOADED, NEW or REJECTED: the folder cannot be written (missing, read-only,
+// or no folder given); Flush fails and nothing is saved.
+#define VKU_LOAD_NOT_WRITABLE 0x100UL
+
 #pragma pack(push, 1)
 // One object, as kept in memory; the same 45 bytes (on the 32-bit target) open its
 // entry in obj.dat.
@@ -95,10 +109,15 @@ class VKLINKDB_API CVKUDatabase {
   int CheckLock();
   void SetSaveFlag(int);
 
-  // Store files.
+  // Store files. Flush returns 1 once the store is on the disk (or there was nothing to
+  // write), 0 if it could not be written: the previous store is then left in place and
+  // GetLastError tells why.
   int Initialize(char* directory);
-  void Flush();
+  int Flush();
   void DumpDatabase(char*);
+  // What the first AttachDatabase of the shared database found (VKU_LOAD_...), or why
+  // the last one failed.
+  static unsigned long GetLoadStatus();
 
   // Objects.
   CVKUObject* AddObject(char* name, unsigned long type, unsigned long flags,
@@ -163,6 +182,9 @@ class VKLINKDB_API CVKUDatabase {
   unsigned long m_bSave;
   // Private to the library: the accelerator of name lookups (see NameDirectory.h).
   void* m_pNameDirectory;
+  // Private to the library: the store folder, its lock and checks (see StoreFolder.h);
+  // null until Initialize.
+  void* m_pStore;
 };
 
 // A reference-counted handle on one object record. Every operation works on the

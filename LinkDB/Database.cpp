@@ -1,13 +1,23 @@
 // The database object: construction and destruction, the block arena, the three hash
 // indexes, lookups by id, reference counting and the process-wide shared instance.
+#include <stddef.h>
+#include <stdint.h>
 #include <stdlib.h>
 #include <string.h>
+#include <mutex>
 #include <new>
 #include "Internal.h"
 
 namespace vkl {
 
 CVKUDatabase* g_pSharedDB = nullptr;
+
+namespace {
+// Serialises the creation of the shared database and the release of its last
+// reference, so that every thread's first AttachDatabase gets the one database, and
+// none gets a database that another thread is destroying.
+std::mutex g_AttachLock;
+}  // namespace
 
 uint32_t NameHash(const char* name) {
   uint32_t h = 0;
@@ -52,6 +62,7 @@ CVKUDatabase::CVKUDatabase() {
   m_bDirty = 0;
   m_bLocked = 0;
   m_pNameDirectory = new (std::nothrow) NameDirectory;
+  m_pStore = nullptr;
 }
 
 static void FreeHeapArray(uint32_t count, uint32_t* array) {
@@ -88,6 +99,9 @@ CVKUDatabase::~CVKUDatabase() {
   m_pNameDirectory = nullptr;
   EndOpenSearches();
   g_pSharedDB = nullptr;
+  // The folder's lock goes last, once nothing more is written.
+  DestroyStoreFolder(m_pStore);
+  m_pStore = nullptr;
   if (m_hMutex) MutexClose(m_hMutex);
 }
 
@@ -100,17 +114,22 @@ CVKUDatabase& CVKUDatabase::operator=(const CVKUDatabase& other) {
   memcpy(static_cast<void*>(this), static_cast<const void*>(&other), sizeof(*this));
   m_pNameDirectory = nullptr;
   if (other.m_pNameDirectory) static_cast<NameDirectory*>(other.m_pNameDirectory)->Invalidate();
+  // The store folder and its lock stay with the original: the copy has no folder, and
+  // its Flush fails.
+  m_pStore = nullptr;
   return *this;
 }
 
-unsigned long CVKUDatabase::AddRef() { return ++m_dwRefCount; }
+unsigned long CVKUDatabase::AddRef() { return __atomic_add_fetch(&m_dwRefCount, 1, __ATOMIC_SEQ_CST); }
 
 unsigned long CVKUDatabase::Release() {
-  if (--m_dwRefCount == 0) {
-    delete this;
-    return 0;
-  }
-  return m_dwRefCount;
+  // Under the attach lock the count reaches 0 and the database is destroyed (its store
+  // written) before another AttachDatabase can look for it; that one then loads what
+  // this one wrote.
+  std::lock_guard<std::mutex> guard(g_AttachLock);
+  unsigned long count = __atomic_sub_fetch(&m_dwRefCount, 1, __ATOMIC_SEQ_CST);
+  if (count == 0) delete this;
+  return count;
 }
 
 void CVKUDatabase::SetLock(int lock) { m_bLocked = lock; }
@@ -136,6 +155,19 @@ void* CVKUDatabase::DoMalloc(unsigned long size) {
 
 // Arena pieces are never given back one by one; they go with the database.
 void CVKUDatabase::DoFree(void*) {}
+
+void* DatabaseInternals::CarveLarge(CVKUDatabase* db, size_t size) {
+  ArenaBlock* newest = static_cast<ArenaBlock*>(db->m_pArena);
+  if (!newest || size > SIZE_MAX - offsetof(ArenaBlock, abSpace)) return nullptr;
+  // A block of its own, chained behind the newest one: carving goes on in the newest
+  // block, and the destructor returns this one with all the others.
+  ArenaBlock* block = static_cast<ArenaBlock*>(malloc(offsetof(ArenaBlock, abSpace) + size));
+  if (!block) return nullptr;
+  block->dwUsed = kArenaBlockSpace;
+  block->pNext = newest->pNext;
+  newest->pNext = block;
+  return block->abSpace;
+}
 
 void CVKUDatabase::IndexObject(DBObject* object) {
   IndexNode* node = static_cast<IndexNode*>(DoMalloc(sizeof(IndexNode)));
@@ -204,6 +236,7 @@ DBLink* CVKUDatabase::LookupLink(unsigned long id) {
 }
 
 extern "C" CVKUDatabase* AttachDatabase(char* directory) {
+  std::lock_guard<std::mutex> guard(g_AttachLock);
   if (g_pSharedDB) {
     g_pSharedDB->AddRef();
     return g_pSharedDB;
@@ -212,14 +245,20 @@ extern "C" CVKUDatabase* AttachDatabase(char* directory) {
   if (!db) return nullptr;
   g_pSharedDB = db;
   if (!db->Initialize(directory)) {
-    delete db;  // clears the shared pointer
+    // The reason (a busy folder, a name too long) stays the last error.
+    unsigned long error = LastSystemError();
+    delete db;  // clears the shared pointer; it has nothing to write
     g_pSharedDB = nullptr;
+    SetSystemError(error);
     return nullptr;
   }
-  return g_pSharedDB;
+  return db;
 }
 
 void vkl::DestroySharedDatabase() {
-  // The destructor writes the store if it is dirty and clears the shared pointer.
+  // The destructor writes the store if it is dirty (unless a thread ended in the middle
+  // of a change, see Flush) and clears the shared pointer. No attach lock here: at
+  // unload no other thread may be inside the library, and at process exit a thread
+  // killed while holding it would leave it held for ever.
   delete g_pSharedDB;
 }

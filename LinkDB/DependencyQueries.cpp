@@ -6,9 +6,10 @@
 // The walk is depth first and collects each object once, marking it with bit 30 of its
 // flags while the query runs. It keeps its own stack of positions in the link arrays
 // rather than recursing, so that a long chain of dependencies cannot exhaust the
-// thread's stack; the order of the results is that of the recursive walk. A walk holds
-// the database mutex from start to end, so it sees one state of the graph and two
-// queries cannot mix their visited marks.
+// thread's stack; the order of the results is that of the recursive walk. A query holds
+// the database mutex from the start of its walk until it has cleared the marks again,
+// so it sees one state of the graph, and a query on another thread never sees its
+// marks (the marks live in the shared objects).
 #include <stdlib.h>
 #include <string.h>
 #include <vector>
@@ -167,12 +168,13 @@ static unsigned long StartQuery(CVKUObject* self, DBObject* record, CVKUObject**
   DepFindState* state = static_cast<DepFindState*>(malloc(sizeof(DepFindState)));
   if (!state) return 0;
   state->pHead = state->pNextResult = nullptr;
+  // Held over the walk and the clearing of its marks (the walk takes it again inside).
+  MutexGuard lock(DatabaseInternals::SharedMutex());
   (db->*walk)(self, directory, &state->pHead);
   if (!state->pHead) {
     free(state);
     return 0;
   }
-  MutexGuard lock(DatabaseInternals::SharedMutex());
   for (FFDepObjResult* n = state->pHead; n; n = n->pNext)
     if (DBObject* o = DatabaseInternals::FindObject(db, n->dwID)) o->dwFlags &= ~VKU_FLAG_VISITED;
   FFDepObjResult* first = NextLiving(state->pHead, nullptr);

@@ -102,6 +102,11 @@ void EndOpenSearches();
 // Destroys the shared database, whatever its reference count (library unload).
 void DestroySharedDatabase();
 
+// What GetLoadStatus reports (StoreFiles.cpp).
+void SetLoadStatus(unsigned long status);
+// Lets go of a database's store folder and its lock (the destructor's last step).
+void DestroyStoreFolder(void* store);
+
 }  // namespace vkl
 
 // Access to the shared database's private state for the handle classes' helpers.
@@ -129,12 +134,18 @@ struct DatabaseInternals {
   static IndexNode* NameBucket(CVKUDatabase* db, uint32_t bucket) { return db->m_NameIndex[bucket]; }
 
   static void* Carve(CVKUDatabase* db, unsigned long size) { return db->DoMalloc(size); }
+  // A piece larger than an arena block, for client data a loaded store holds (Database.cpp).
+  static void* CarveLarge(CVKUDatabase* db, size_t size);
 
   // Store loading (StoreLoader.cpp): the lone root of a fresh database, and the
   // records that follow the header of each file.
   static void CreateRoot(CVKUDatabase* db);
-  static void LoadObjects(CVKUDatabase* db, const unsigned char* data, size_t size);
-  static void LoadLinks(CVKUDatabase* db, const unsigned char* data, size_t size);
+  // False if memory ran out and part of the file could not be kept.
+  static bool LoadObjects(CVKUDatabase* db, const unsigned char* data, size_t size);
+  static bool LoadLinks(CVKUDatabase* db, const unsigned char* data, size_t size);
+  // After both files: drops the link-array entries whose link is missing or does not
+  // name the object at that end, so that no entry names an id a new link may take.
+  static void DropDanglingEntries(CVKUDatabase* db);
 };
 
 namespace vkl {

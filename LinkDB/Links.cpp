@@ -158,10 +158,15 @@ void CVKUObject::FindCloseLinkFrom(unsigned long find) { FindClose(find); }
 
 int CVKUObject::DoesObjectLinkTo(char* name, unsigned long typeMask) {
   if (!m_pObject || !name) return 0;
+  // The mutex is held over the whole walk: LinkTo on another thread replaces the
+  // incoming array when it grows, and frees the old one.
+  MutexGuard lock(DatabaseInternals::SharedMutex());
+  CVKUDatabase* db = g_pSharedDB;
+  if (!db) return 0;
   for (uint32_t i = 0; i < (m_pObject->dwLinksToCount & VKU_ENTRY_ID_MASK); ++i) {
-    DBLink* l = DatabaseInternals::LookupLink(m_pObject->pLinksTo[i] & VKU_ENTRY_ID_MASK);
+    DBLink* l = DatabaseInternals::FindLink(db, m_pObject->pLinksTo[i] & VKU_ENTRY_ID_MASK);
     if (!l) continue;
-    DBObject* s = DatabaseInternals::LookupObject(l->dwSource);
+    DBObject* s = DatabaseInternals::FindObject(db, l->dwSource);
     if (s && (s->dwType & typeMask) && NamesEqual(s->pszName, name)) return 1;
   }
   return 0;

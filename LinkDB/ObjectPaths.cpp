@@ -105,36 +105,45 @@ int BuildFullPath(DBObject* o, char* buffer, size_t cap, int depth, StepMemo& me
 
 bool Fits(size_t a, size_t b, size_t c = 0) { return a + b + c < kPathBufferSize; }
 
-// The answer depends on the object, the path (always a prefix of the one first given,
-// so its length tells it) and the depth left.
-int HasCorrectPath(DBObject* o, char* parentPath, int depth, StepMemo& memo) {
-  if (depth >= static_cast<int>(kMaxPathDepth)) return 0;
-  size_t n = strlen(parentPath);
-  if (n >= kPathBufferSize) return 0;
+// ASCII case-insensitive equality of a whole name with the n characters at text.
+bool NameIs(const char* name, const char* text, size_t n) {
+  if (!name) return false;
+  for (size_t i = 0; i < n; ++i)
+    if (!name[i] || AsciiUpper(static_cast<unsigned char>(name[i])) != AsciiUpper(static_cast<unsigned char>(text[i])))
+      return false;
+  return name[n] == 0;
+}
+
+// Length of path[0, n) without one trailing "\\".
+size_t WithoutTrailingBackslash(const char* path, size_t n) { return n > 0 && path[n - 1] == '\\' ? n - 1 : n; }
+
+bool UsesShortForm(const DBObject* o, const char* path, size_t n) {
+  return n < 4 || ((o->dwType == kTypeKey16 || o->dwType == kTypeHive) && !memchr(path, '\\', n));
+}
+
+// Whether some chain of parent links above o spells path[0, n). Each level works on a
+// shorter prefix of the one path, so nothing is copied: a frame stays small even at
+// the deepest level (260). The answer depends on the object, the prefix's length and
+// the depth left.
+int HasCorrectPath(DBObject* o, const char* path, size_t n, int depth, StepMemo& memo) {
+  if (depth >= static_cast<int>(kMaxPathDepth) || n >= kPathBufferSize) return 0;
   uint32_t state = static_cast<uint32_t>(n) << 9 | static_cast<uint32_t>(depth);
   if (memo.Lookup(o, state) == StepMemo::kFails) return 0;
-  bool shortForm = n < 4 || ((o->dwType == kTypeKey16 || o->dwType == kTypeHive) && !strchr(parentPath, '\\'));
-  if (shortForm) {
-    DropTrailingBackslash(parentPath);
+  if (UsesShortForm(o, path, n)) {
+    size_t top = WithoutTrailingBackslash(path, n);
     for (uint32_t i = 0; i < IncomingCount(o); ++i) {
       DBObject* parent = ParentAt(o, i);
-      if (parent && (parent->dwType == kTypeDrive || parent->dwType == kTypeHive) &&
-          NamesEqual(parent->pszName, parentPath))
+      if (parent && (parent->dwType == kTypeDrive || parent->dwType == kTypeHive) && NameIs(parent->pszName, path, top))
         return 1;
     }
     return 0;
   }
   // The last component is file name plus extension; above it, drive plus directory.
-  PathParts parts = SplitPathParts(parentPath);
-  const char* last = parentPath + parts.dirEnd;
+  PathParts parts = SplitPathParts(path, n);
   for (uint32_t i = 0; i < IncomingCount(o); ++i) {
     DBObject* parent = ParentAt(o, i);
-    if (!parent || !NamesEqual(parent->pszName, last)) continue;
-    char above[kPathBufferSize];  // one per level: the check below may shorten it
-    memcpy(above, parentPath, parts.dirEnd);
-    above[parts.dirEnd] = 0;
-    DropTrailingBackslash(above);
-    if (HasCorrectPath(parent, above, depth + 1, memo)) return 1;
+    if (!parent || !NameIs(parent->pszName, path + parts.dirEnd, n - parts.dirEnd)) continue;
+    if (HasCorrectPath(parent, path, WithoutTrailingBackslash(path, parts.dirEnd), depth + 1, memo)) return 1;
   }
   memo.Record(o, state, StepMemo::kFails);
   return 0;
@@ -143,10 +152,8 @@ int HasCorrectPath(DBObject* o, char* parentPath, int depth, StepMemo& memo) {
 bool Accept(DBObject* o, const char* name, uint32_t type1, uint32_t type2, const char* parentPath) {
   if ((o->dwType != type1 && o->dwType != type2) || !NamesEqual(o->pszName, name)) return false;
   if (!parentPath) return true;
-  char scratch[kPathBufferSize];
-  strcpy(scratch, parentPath);  // the check may shorten it
   StepMemo memo;
-  return HasCorrectPath(o, scratch, 0, memo) != 0;
+  return HasCorrectPath(o, parentPath, strlen(parentPath), 0, memo) != 0;
 }
 
 // The first object in the name bucket of name, in bucket order, whose type is one of
@@ -218,8 +225,12 @@ int CVKUObject::GetFullPath(char* buffer) {
 
 int CVKUDatabase::DoesObjectHaveCorrectPath(DBObject* object, char* parentPath) {
   if (!object || !parentPath) return 0;
+  size_t n = strlen(parentPath);
   StepMemo memo;
-  return HasCorrectPath(object, parentPath, 0, memo);
+  int result = HasCorrectPath(object, parentPath, n, 0, memo);
+  // The short form drops a trailing separator from the caller's buffer.
+  if (n < kPathBufferSize && UsesShortForm(object, parentPath, n)) DropTrailingBackslash(parentPath);
+  return result;
 }
 
 DBObject* vkl::FindByPath(CVKUDatabase* db, const char* path) {

@@ -10,19 +10,22 @@ static void CopyPart(char* out, const char* from, const char* to) {
   out[to - from] = 0;
 }
 
-PathParts SplitPathParts(const char* path) {
+PathParts SplitPathParts(const char* path, size_t length) {
+  auto at = [path, length](unsigned i) { return i < length ? path[i] : '\0'; };
   PathParts parts;
   unsigned i = 0;
-  parts.driveEnd = (path[0] && path[1] == ':') ? 2 : 0;
+  parts.driveEnd = (at(0) && at(1) == ':') ? 2 : 0;
   parts.dirEnd = parts.driveEnd;
-  for (i = parts.driveEnd; path[i]; ++i)
-    if (path[i] == '\\' || path[i] == '/') parts.dirEnd = i + 1;
+  for (i = parts.driveEnd; at(i); ++i)
+    if (at(i) == '\\' || at(i) == '/') parts.dirEnd = i + 1;
   parts.end = i;
   parts.extStart = parts.end;
-  for (i = parts.dirEnd; path[i]; ++i)
-    if (path[i] == '.') parts.extStart = i;
+  for (i = parts.dirEnd; at(i); ++i)
+    if (at(i) == '.') parts.extStart = i;
   return parts;
 }
+
+PathParts SplitPathParts(const char* path) { return SplitPathParts(path, static_cast<size_t>(-1)); }
 
 void SplitPath(const char* path, char* drive, char* dir, char* fname, char* ext) {
   PathParts p = SplitPathParts(path);

@@ -6,6 +6,8 @@
 #ifndef VKLINKDB_PATHSPLIT_H
 #define VKLINKDB_PATHSPLIT_H
 
+#include <stddef.h>
+
 namespace vkl {
 
 // Where the parts of a path end: the drive is [0, driveEnd), the directory
@@ -16,6 +18,8 @@ struct PathParts {
 };
 
 PathParts SplitPathParts(const char* path);
+// The same for the first `length` characters of path (or up to its NUL, if sooner).
+PathParts SplitPathParts(const char* path, size_t length);
 
 // The same parts copied out as NUL-terminated strings; any output may be null.
 void SplitPath(const char* path, char* drive, char* dir, char* fname, char* ext);

@@ -1,29 +1,25 @@
 // Loading and writing the two store files, obj.dat and link.dat. Both begin with the
 // tag 4100 and a complete mark (0 while being written, 1 once whole); the records that
 // follow are read and written field by field, little-endian, so that a 64-bit build
-// reads and writes the same bytes as the 32-bit DLL. See docs/store-format.md.
+// reads and writes the same bytes as the 32-bit DLL. How the files reach the disk, and
+// what a load does with files a kill or a full disk left behind, is StoreFolder's part.
+// See docs/store-format.md.
 #include <stdlib.h>
 #include <string.h>
+#include <atomic>
+#include <new>
+#include <string>
 #include <vector>
 #include "Internal.h"
+#include "StoreFolder.h"
 #include "StoreFormat.h"
+#include "StoreWriter.h"
 
 using namespace vkl;
 
 namespace {
 
-// Whole contents of a file, or false if it cannot be opened or read.
-bool ReadWholeFile(const char* path, std::vector<unsigned char>& out) {
-  FILE* f = OpenFile(path, "rb");
-  if (!f) return false;
-  out.clear();
-  unsigned char chunk[65536];
-  size_t n;
-  while ((n = fread(chunk, 1, sizeof(chunk), f)) > 0) out.insert(out.end(), chunk, chunk + n);
-  bool ok = !ferror(f);
-  fclose(f);
-  return ok;
-}
+std::atomic<unsigned long> g_dwLoadStatus{VKU_LOAD_NONE};
 
 bool BuildStorePath(char* field, const char* directory, const char* fileName) {
   size_t n = strlen(directory);
@@ -33,29 +29,6 @@ bool BuildStorePath(char* field, const char* directory, const char* fileName) {
   if (extra) field[n++] = '\\';
   strcpy(field + n, fileName);
   return true;
-}
-
-void PutU32(FILE* f, uint32_t v) {
-  unsigned char b[4] = {static_cast<unsigned char>(v), static_cast<unsigned char>(v >> 8),
-                        static_cast<unsigned char>(v >> 16), static_cast<unsigned char>(v >> 24)};
-  fwrite(b, 1, 4, f);
-}
-
-void PutU8(FILE* f, uint8_t v) { fwrite(&v, 1, 1, f); }
-
-void PutU16(FILE* f, uint16_t v) {
-  unsigned char b[2] = {static_cast<unsigned char>(v), static_cast<unsigned char>(v >> 8)};
-  fwrite(b, 1, 2, f);
-}
-
-void WriteHeader(FILE* f) {
-  PutU32(f, kStoreTag);
-  PutU32(f, 0);
-}
-
-void MarkComplete(FILE* f) {
-  fseek(f, 4, SEEK_SET);
-  PutU32(f, 1);
 }
 
 // Process-wide scratch array for the live entries of one object; grows to exactly the
@@ -72,45 +45,78 @@ uint32_t GatherLive(const uint32_t* entries, uint32_t count, uint32_t at) {
   return n;
 }
 
-void WriteObject(FILE* f, const DBObject* o) {
+// Writes one object's entry; false if the scratch array cannot grow (the flush then
+// fails rather than leave the object out).
+bool WriteObject(StoreWriter& w, const DBObject* o) {
   uint32_t from = o->dwLinksFromCount & VKU_ENTRY_ID_MASK;
   uint32_t to = o->dwLinksToCount & VKU_ENTRY_ID_MASK;
   if (from + to > g_dwScratchSize) {
     uint32_t* bigger = static_cast<uint32_t*>(malloc(sizeof(uint32_t) * (from + to)));
-    if (!bigger) return;  // the object is left out rather than written wrongly
+    if (!bigger) return false;
     free(g_pScratch);
     g_pScratch = bigger;
     g_dwScratchSize = from + to;
   }
   uint32_t liveFrom = GatherLive(o->pLinksFrom, from, 0);
   uint32_t liveTo = GatherLive(o->pLinksTo, to, liveFrom);
-  if (liveFrom + liveTo == 0) return;
+  if (liveFrom + liveTo == 0) return true;
 
   uint32_t nameLength = o->pszName ? static_cast<uint32_t>(strlen(o->pszName)) : 0;
   // The fixed part; pointer slots are written as zero so that the same database always
   // gives the same bytes.
-  PutU32(f, 0);  // pNext
-  PutU32(f, 0);  // pszName
-  PutU32(f, o->dwID);
-  PutU32(f, o->dwType);
-  PutU32(f, o->dwFlags);
-  PutU32(f, liveFrom);
-  PutU32(f, 0);  // pLinksFrom
-  PutU32(f, liveTo);
-  PutU32(f, 0);  // pLinksTo
-  PutU8(f, o->bPersistent);
-  PutU32(f, o->dwDataSize);
-  PutU32(f, 0);  // pData
-  PutU16(f, static_cast<uint16_t>(nameLength));
-  if (nameLength) fwrite(o->pszName, 1, nameLength, f);
-  for (uint32_t i = 0; i < liveFrom + liveTo; ++i) PutU32(f, g_pScratch[i]);
-  if (o->dwDataSize && o->pData) fwrite(o->pData, 1, o->dwDataSize, f);
+  w.PutU32(0);  // pNext
+  w.PutU32(0);  // pszName
+  w.PutU32(o->dwID);
+  w.PutU32(o->dwType);
+  w.PutU32(o->dwFlags);
+  w.PutU32(liveFrom);
+  w.PutU32(0);  // pLinksFrom
+  w.PutU32(liveTo);
+  w.PutU32(0);  // pLinksTo
+  w.PutU8(1);   // bPersistent: only persistent objects are written
+  w.PutU32(o->dwDataSize);
+  w.PutU32(0);  // pData
+  w.PutU16(static_cast<uint16_t>(nameLength));
+  if (nameLength) w.Put(o->pszName, nameLength);
+  for (uint32_t i = 0; i < liveFrom + liveTo; ++i) w.PutU32(g_pScratch[i]);
+  if (o->dwDataSize && o->pData) w.Put(o->pData, o->dwDataSize);
+  return true;
 }
 
 bool HasLiveEntry(const uint32_t* entries, uint32_t count) {
   for (uint32_t i = 0; i < (count & VKU_ENTRY_ID_MASK); ++i)
     if (EntryIsLive(entries[i])) return true;
   return false;
+}
+
+bool WriteObjects(DBObject* objects, StoreFolder* folder, FileSeal* seal) {
+  StoreWriter w(folder->TempPath(StoreFolder::kObj), folder->Buffer());
+  w.PutHeader();
+  for (DBObject* o = objects; o; o = o->pNext) {
+    if (!o->bPersistent) continue;
+    if (!HasLiveEntry(o->pLinksFrom, o->dwLinksFromCount) && !HasLiveEntry(o->pLinksTo, o->dwLinksToCount))
+      continue;
+    if (!WriteObject(w, o)) {
+      SetSystemError(SystemErrorCode(kErrorNoMemory));
+      return false;  // the writer removes its file
+    }
+  }
+  return w.Finish(seal);
+}
+
+bool WriteLinks(DBLink* links, StoreFolder* folder, FileSeal* seal) {
+  StoreWriter w(folder->TempPath(StoreFolder::kLink), folder->Buffer());
+  w.PutHeader();
+  for (DBLink* l = links; l; l = l->pNext) {
+    if (!l->bPersistent) continue;
+    w.PutU32(0);  // pNext
+    w.PutU32(l->dwID);
+    w.PutU32(l->dwSource);
+    w.PutU32(l->dwTarget);
+    w.PutU32(l->dwType);
+    w.PutU8(1);  // bPersistent
+  }
+  return w.Finish(seal);
 }
 
 }  // namespace
@@ -122,68 +128,102 @@ bool StoreImageValid(const std::vector<unsigned char>& image) {
          ReadU32(image.data() + 4) != 0;
 }
 
+void SetLoadStatus(unsigned long status) { g_dwLoadStatus = status; }
+
+void DestroyStoreFolder(void* store) { delete static_cast<StoreFolder*>(store); }
+
 }  // namespace vkl
 
+unsigned long CVKUDatabase::GetLoadStatus() { return g_dwLoadStatus; }
+
 int CVKUDatabase::Initialize(char* directory) {
-  if (!directory) return 0;
   MutexGuard lock(m_hMutex);
-  // Both paths must fit their 260-character fields; a longer directory is refused.
-  if (!BuildStorePath(m_szObjFile, directory, "obj.dat") ||
-      !BuildStorePath(m_szLinkFile, directory, "link.dat")) {
-    m_szObjFile[0] = m_szLinkFile[0] = 0;
+  if (m_pStore) {  // loading twice would make every object twice
+    SetSystemError(SystemErrorCode(kErrorAlreadyInitialized));
     return 0;
   }
-
-  std::vector<unsigned char> objImage, linkImage;
-  bool valid = ReadWholeFile(m_szObjFile, objImage) && StoreImageValid(objImage) &&
-               ReadWholeFile(m_szLinkFile, linkImage) && StoreImageValid(linkImage);
-  if (!valid) {
-    DatabaseInternals::CreateRoot(this);
-    return 1;
+  // Without a directory the database has no store: it lives in memory only.
+  std::string prefix;
+  if (directory) {
+    // Both paths must fit their 260-character fields; a longer directory is refused.
+    if (!BuildStorePath(m_szObjFile, directory, "obj.dat") ||
+        !BuildStorePath(m_szLinkFile, directory, "link.dat")) {
+      m_szObjFile[0] = m_szLinkFile[0] = 0;
+      SetLoadStatus(VKU_LOAD_NAME_TOO_LONG);
+      SetSystemError(SystemErrorCode(kErrorNameTooLong));
+      return 0;
+    }
+    prefix.assign(m_szObjFile, strlen(m_szObjFile) - strlen("obj.dat"));
   }
-  DatabaseInternals::LoadObjects(this, objImage.data() + kStoreHeaderSize, objImage.size() - kStoreHeaderSize);
-  DatabaseInternals::LoadLinks(this, linkImage.data() + kStoreHeaderSize, linkImage.size() - kStoreHeaderSize);
+  StoreFolder* folder = new (std::nothrow) StoreFolder(prefix, directory != nullptr);
+  if (!folder) {
+    SetSystemError(SystemErrorCode(kErrorNoMemory));
+    return 0;
+  }
+  if (folder->Lock() == kFolderBusy) {
+    // Another process has the folder: nothing in it is touched.
+    unsigned long error = LastSystemError();
+    delete folder;
+    m_szObjFile[0] = m_szLinkFile[0] = 0;
+    SetLoadStatus(VKU_LOAD_LOCKED);
+    SetSystemError(error);
+    return 0;
+  }
+  m_pStore = folder;
+
+  std::vector<unsigned char> images[2];
+  unsigned long outcome = folder->Read(images);
+  if (outcome == VKU_LOAD_LOADED) {
+    const std::vector<unsigned char>& obj = images[StoreFolder::kObj];
+    const std::vector<unsigned char>& link = images[StoreFolder::kLink];
+    bool whole = DatabaseInternals::LoadObjects(this, obj.data() + kStoreHeaderSize, obj.size() - kStoreHeaderSize);
+    whole = DatabaseInternals::LoadLinks(this, link.data() + kStoreHeaderSize, link.size() - kStoreHeaderSize) && whole;
+    DatabaseInternals::DropDanglingEntries(this);
+    // A store that memory could not hold whole is never replaced by the part loaded.
+    if (!whole) folder->RefuseWrites(SystemErrorCode(kErrorNoMemory));
+  } else {
+    DatabaseInternals::CreateRoot(this);
+  }
+  SetLoadStatus(outcome | (folder->Writable() ? 0 : VKU_LOAD_NOT_WRITABLE));
   return 1;
 }
 
-void CVKUDatabase::Flush() {
+int CVKUDatabase::Flush() {
   MutexGuard lock(m_hMutex);
-  if (!m_pObjects) return;
+  // A thread ended in the middle of a change: what is in memory may be half done, and
+  // the store on the disk is the better one.
+  if (MutexAbandoned(m_hMutex)) {
+    SetSystemError(SystemErrorCode(kErrorAbandoned));
+    return 0;
+  }
+  if (!m_pObjects) return 1;
   // A database holding only an unlinked root is never written.
   if (m_dwLastObjectID == 1 && (m_pObjects->dwLinksFromCount & VKU_ENTRY_ID_MASK) == 0 &&
       (m_pObjects->dwLinksToCount & VKU_ENTRY_ID_MASK) == 0)
-    return;
+    return 1;
+  StoreFolder* folder = static_cast<StoreFolder*>(m_pStore);
+  if (!folder) {
+    SetSystemError(SystemErrorCode(kErrorNoFolder));
+    return 0;
+  }
+  if (!folder->PrepareToWrite()) return 0;
 
+  FileSeal seals[2] = {AbsentFile(), AbsentFile()};
+  bool written[2] = {false, false};
   if (m_dwLastObjectID != 0) {
-    if (FILE* f = OpenFile(m_szObjFile, "wb")) {
-      WriteHeader(f);
-      for (DBObject* o = m_pObjects; o; o = o->pNext) {
-        if (!o->bPersistent) continue;
-        if (!HasLiveEntry(o->pLinksFrom, o->dwLinksFromCount) && !HasLiveEntry(o->pLinksTo, o->dwLinksToCount))
-          continue;
-        WriteObject(f, o);
-      }
-      MarkComplete(f);
-      fclose(f);
-    }
+    if (!WriteObjects(m_pObjects, folder, &seals[StoreFolder::kObj])) return 0;
+    written[StoreFolder::kObj] = true;
   }
-
+  // If no link was ever created or loaded, link.dat is left as it is.
   if (m_dwLastLinkID != 0) {
-    if (FILE* f = OpenFile(m_szLinkFile, "wb")) {
-      WriteHeader(f);
-      for (DBLink* l = m_pLinks; l; l = l->pNext) {
-        if (!l->bPersistent) continue;
-        PutU32(f, 0);  // pNext
-        PutU32(f, l->dwID);
-        PutU32(f, l->dwSource);
-        PutU32(f, l->dwTarget);
-        PutU32(f, l->dwType);
-        PutU8(f, l->bPersistent);
-      }
-      MarkComplete(f);
-      fclose(f);
+    if (!WriteLinks(m_pLinks, folder, &seals[StoreFolder::kLink])) {
+      if (written[StoreFolder::kObj]) folder->DiscardTemp(StoreFolder::kObj);
+      return 0;
     }
+    written[StoreFolder::kLink] = true;
   }
+  if (!written[StoreFolder::kObj] && !written[StoreFolder::kLink]) return 1;
+  return folder->Commit(seals, written) ? 1 : 0;
 }
 
 void CVKUDatabase::DumpDatabase(char*) {}

@@ -1,7 +1,9 @@
 // Turning the records of obj.dat and link.dat back into database records. The files
 // are input from outside: every length and count is checked against what is left of
 // the file before anything is carved or copied, and a record that runs past the end
-// ends loading there, keeping the records read before it.
+// ends loading there, keeping the records read before it. Link-array entries that name
+// no loaded link, or a link that does not name the object back, are dropped: a new
+// link could otherwise take that id and join objects the client never linked.
 #include <stdlib.h>
 #include <string.h>
 #include "Internal.h"
@@ -46,8 +48,9 @@ void ReadEntries(uint32_t* array, const unsigned char* p, uint32_t count) {
 
 }  // namespace
 
-void DatabaseInternals::LoadObjects(CVKUDatabase* db, const unsigned char* data, size_t size) {
+bool DatabaseInternals::LoadObjects(CVKUDatabase* db, const unsigned char* data, size_t size) {
   db->m_dwLastObjectID = 0;
+  bool whole = true;
   size_t pos = 0;
   while (size - pos >= kObjectFixedSize) {
     const unsigned char* fixed = data + pos;
@@ -61,25 +64,25 @@ void DatabaseInternals::LoadObjects(CVKUDatabase* db, const unsigned char* data,
     size_t at = pos + kObjectFixedSize;
 
     // Check that the variable parts lie within the file before taking anything.
-    if (size - at < 2) return;
+    if (size - at < 2) return whole;
     uint32_t nameLength = ReadU16(data + at);
     at += 2;
-    if (size - at < nameLength) return;
+    if (size - at < nameLength) return whole;
     const unsigned char* name = data + at;
     at += nameLength;
-    if ((size - at) / 4 < fromCount) return;
+    if ((size - at) / 4 < fromCount) return whole;
     const unsigned char* from = data + at;
     at += 4 * static_cast<size_t>(fromCount);
-    if ((size - at) / 4 < toCount) return;
+    if ((size - at) / 4 < toCount) return whole;
     const unsigned char* to = data + at;
     at += 4 * static_cast<size_t>(toCount);
-    if (size - at < dataSize) return;
+    if (size - at < dataSize) return whole;
     const unsigned char* clientData = data + at;
     at += dataSize;
     pos = at;
 
     DBObject* o = static_cast<DBObject*>(db->DoMalloc(sizeof(DBObject)));
-    if (!o) return;
+    if (!o) return false;
     memset(o, 0, sizeof(DBObject));
     o->dwID = id;
     o->dwType = type;
@@ -91,6 +94,8 @@ void DatabaseInternals::LoadObjects(CVKUDatabase* db, const unsigned char* data,
         memcpy(copy, name, nameLength);
         copy[nameLength] = 0;
         o->pszName = copy;
+      } else {
+        whole = false;
       }
     }
     if (id > db->m_dwLastObjectID) db->m_dwLastObjectID = id;
@@ -99,13 +104,18 @@ void DatabaseInternals::LoadObjects(CVKUDatabase* db, const unsigned char* data,
     if (o->pLinksFrom) ReadEntries(o->pLinksFrom, from, fromCount);
     o->pLinksTo = TakeLoadedArray(db, &CVKUDatabase::DoMalloc, toCount, &o->dwLinksToCount);
     if (o->pLinksTo) ReadEntries(o->pLinksTo, to, toCount);
+    if ((fromCount && !o->pLinksFrom) || (toCount && !o->pLinksTo)) whole = false;
 
-    // Data that cannot be kept (more than one arena piece) is dropped whole, so that
-    // the size never claims bytes the object does not have.
+    // Client data larger than one arena piece cannot be made through the interface, but
+    // a store may hold it: it gets a block of its own rather than being dropped.
     if (dataSize > 0) {
-      o->pData = static_cast<unsigned char*>(db->DoMalloc(dataSize));
-      if (o->pData)
+      void* piece = dataSize > kMaxDataSize ? DatabaseInternals::CarveLarge(db, dataSize) : db->DoMalloc(dataSize);
+      o->pData = static_cast<unsigned char*>(piece);
+      if (o->pData) {
         memcpy(o->pData, clientData, dataSize);
+      } else {
+        whole = false;
+      }
     }
     o->dwDataSize = o->pData ? dataSize : 0;
 
@@ -113,14 +123,15 @@ void DatabaseInternals::LoadObjects(CVKUDatabase* db, const unsigned char* data,
     db->m_pObjects = o;
     db->IndexObject(o);
   }
+  return whole;
 }
 
-void DatabaseInternals::LoadLinks(CVKUDatabase* db, const unsigned char* data, size_t size) {
+bool DatabaseInternals::LoadLinks(CVKUDatabase* db, const unsigned char* data, size_t size) {
   db->m_dwLastLinkID = 0;
   for (size_t pos = 0; size - pos >= kLinkRecordSize; pos += kLinkRecordSize) {
     const unsigned char* r = data + pos;
     DBLink* l = static_cast<DBLink*>(db->DoMalloc(sizeof(DBLink)));
-    if (!l) return;
+    if (!l) return false;
     l->dwID = ReadU32(r + 4);
     l->dwSource = ReadU32(r + 8);
     l->dwTarget = ReadU32(r + 12);
@@ -130,5 +141,30 @@ void DatabaseInternals::LoadLinks(CVKUDatabase* db, const unsigned char* data, s
     l->pNext = db->m_pLinks;
     db->m_pLinks = l;
     db->IndexLink(l);
+  }
+  return true;
+}
+
+namespace {
+
+// Keeps the entries of one link array whose link exists and names the object `id` at
+// this end, in their order.
+void KeepNamedEntries(CVKUDatabase* db, uint32_t* countField, uint32_t* array, uint32_t id, bool outgoing) {
+  uint32_t count = *countField & VKU_ENTRY_ID_MASK, kept = 0;
+  for (uint32_t i = 0; i < count; ++i) {
+    DBLink* l = DatabaseInternals::FindLink(db, array[i] & VKU_ENTRY_ID_MASK);
+    if (l && (outgoing ? l->dwSource : l->dwTarget) == id) array[kept++] = array[i];
+  }
+  *countField = (*countField & ~VKU_ENTRY_ID_MASK) | kept;
+}
+
+}  // namespace
+
+void DatabaseInternals::DropDanglingEntries(CVKUDatabase* db) {
+  // Every entry kept names a loaded link, so the next link id, which continues after
+  // the highest one loaded, is above every id still named.
+  for (DBObject* o = db->m_pObjects; o; o = o->pNext) {
+    KeepNamedEntries(db, &o->dwLinksFromCount, o->pLinksFrom, o->dwID, true);
+    KeepNamedEntries(db, &o->dwLinksToCount, o->pLinksTo, o->dwID, false);
   }
 }

@@ -20,11 +20,24 @@ endif()
 add_library(linkdb_core STATIC ${LINKDB_SOURCES} ${CMAKE_SOURCE_DIR}/LinkDB/PlatformPosix.cpp)
 target_include_directories(linkdb_core PUBLIC ${CMAKE_SOURCE_DIR}/Include ${CMAKE_SOURCE_DIR}/LinkDB)
 find_package(Threads REQUIRED)
-target_link_libraries(linkdb_core PUBLIC Threads::Threads)
+find_package(ZLIB REQUIRED)
+target_link_libraries(linkdb_core PUBLIC Threads::Threads ZLIB::ZLIB)
 
 add_executable(linkdb_tests ${LINKDB_TESTS})
 target_link_libraries(linkdb_tests PRIVATE linkdb_core gtest_main)
 add_test(NAME linkdb_tests COMMAND linkdb_tests)
+
+# A second process on a store folder, and the writer the crash test kills; the short
+# crash run (docs/testing.md gives the long one).
+add_executable(store_helper ${CMAKE_SOURCE_DIR}/tests/crash/StoreHelper.cpp)
+target_include_directories(store_helper PRIVATE ${CMAKE_SOURCE_DIR}/tests/crash)
+target_link_libraries(store_helper PRIVATE linkdb_core)
+add_dependencies(linkdb_tests store_helper)
+add_executable(crash_test ${CMAKE_SOURCE_DIR}/tests/crash/CrashTest.cpp ${CMAKE_SOURCE_DIR}/tests/linkdb/ChildProcess.cpp)
+target_include_directories(crash_test PRIVATE ${CMAKE_SOURCE_DIR}/tests/crash ${CMAKE_SOURCE_DIR}/tests/linkdb)
+target_link_libraries(crash_test PRIVATE linkdb_core)
+add_dependencies(crash_test store_helper)
+add_test(NAME crash_test COMMAND crash_test ${CMAKE_BINARY_DIR}/crash-store 10 20000 400 1)
 
 if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
   add_executable(store_loader_fuzz ${CMAKE_SOURCE_DIR}/fuzz/StoreLoaderFuzz.cpp)

@@ -22,8 +22,9 @@ class __declspec(dllimport) CVKUDatabase {
   int CheckLock();
   void SetSaveFlag(int);
   int Initialize(char*);
-  void Flush();
+  int Flush();
   void DumpDatabase(char*);
+  static unsigned long GetLoadStatus();
   CVKUObject* AddObject(char*, unsigned long, unsigned long, unsigned long, void*, int);
   CVKUObject* GetRootObject();
   int SafeGetFullPath(DBObject*, char*, int);
@@ -99,6 +100,7 @@ static void Run(const std::string& dir) {
   CVKUDatabase* db = AttachDatabase(S(dir.c_str()));
   CHECK(db != nullptr);
   if (!db) return;
+  CHECK(CVKUDatabase::GetLoadStatus() == 2);  // no store yet
   CHECK(AttachDatabase(S("ignored")) == db);
   CHECK(db->Release() == 1);
 
@@ -139,11 +141,13 @@ static void Run(const std::string& dir) {
   vlib->FindCloseLinkTo(f);
 
   for (CVKUObject* o : {drive, dir1, exe, lib, vlib}) o->Release();
+  CHECK(db->Flush() == 1);
   CHECK(db->Release() == 0);  // last reference: writes the store
 
   db = AttachDatabase(S(dir.c_str()));
   CHECK(db != nullptr);
   if (!db) return;
+  CHECK(CVKUDatabase::GetLoadStatus() == 1);  // loaded
   found = db->GetObjectByPath(S("C:\\TOOLS\\LIB.DLL"));
   CHECK(found != nullptr);
   if (found) {

@@ -1,4 +1,5 @@
 // Several threads working on the one shared database through its mutex.
+#include <atomic>
 #include <thread>
 #include "TestSupport.h"
 
@@ -57,4 +58,148 @@ TEST_F(DbTest, ThreadsAddingLinkingLookingUpAndDeletingLoseNothing) {
   for (DBObject* o = Peer::FirstObject(db_); o; o = o->pNext)
     if (o->pszName && o->pszName[0] == 'F') ++reloaded;
   EXPECT_EQ(expected, reloaded);
+}
+
+// DoesObjectLinkTo walks the incoming array that LinkTo replaces whenever it grows.
+TEST_F(DbTest, LinkQueriesWhileTheTargetGainsLinks) {
+  const int kLinks = 20000, kReaders = 2;
+  CVKUObject* target = Add("TARGET.DLL", 4);
+  CVKUObject* first = Add("FIRST.EXE", 4);
+  ASSERT_EQ(1, first->LinkTo(target, 0x10, 0, 0, nullptr));
+  std::atomic<bool> done{false};
+  std::atomic<int> wrong{0};
+  std::vector<std::thread> readers;
+  for (int r = 0; r < kReaders; ++r)
+    readers.emplace_back([&] {
+      while (!done) {
+        if (target->DoesObjectLinkTo(const_cast<char*>("first.exe"), 4) != 1) ++wrong;
+        if (target->DoesObjectLinkTo(const_cast<char*>("NOBODY.EXE"), 4) != 0) ++wrong;
+      }
+    });
+  for (int i = 0; i < kLinks; ++i) {
+    std::string name = "APP" + std::to_string(i) + ".EXE";
+    CVKUObject* app = db_->AddObject(const_cast<char*>(name.c_str()), 4, 0, 0, nullptr, 1);
+    app->LinkTo(target, 0x10, 0, 0, nullptr);
+    app->Release();
+  }
+  done = true;
+  for (std::thread& th : readers) th.join();
+  EXPECT_EQ(0, wrong);
+  EXPECT_EQ(1, target->DoesObjectLinkTo(const_cast<char*>("APP19999.EXE"), 4));
+}
+
+// Two dependency queries at once: each must see every object, whatever the other marks.
+TEST_F(DbTest, DependencyQueriesOnSeveralThreadsGetWholeAnswers) {
+  const int kLibraries = 60, kThreads = 3, kRounds = 150;
+  std::vector<CVKUObject*> apps;
+  for (int t = 0; t < kThreads; ++t) apps.push_back(AddPath("C:\\APPS\\APP" + std::to_string(t) + ".EXE"));
+  for (int i = 0; i < kLibraries; ++i) {
+    CVKUObject* lib = AddPath("C:\\LIB\\L" + std::to_string(i) + ".DLL");
+    for (CVKUObject* app : apps) ASSERT_EQ(1, app->LinkTo(lib, 0x10, 0, 0, nullptr));
+  }
+  std::vector<int> shortAnswers(kThreads, 0);
+  std::vector<std::thread> threads;
+  for (int t = 0; t < kThreads; ++t)
+    threads.emplace_back([&, t] {
+      for (int r = 0; r < kRounds; ++r)
+        if (Dependencies(apps[t]).size() != static_cast<size_t>(kLibraries)) ++shortAnswers[t];
+    });
+  for (std::thread& th : threads) th.join();
+  for (int t = 0; t < kThreads; ++t) EXPECT_EQ(0, shortAnswers[t]) << "thread " << t;
+  // No visited mark is left behind.
+  for (DBObject* o = Peer::FirstObject(db_); o; o = o->pNext) EXPECT_EQ(0u, o->dwFlags & 0x40000000u);
+}
+
+// The first AttachDatabase calls of several threads at once make one database, and the
+// reference counts of many threads add up.
+TEST_F(DbTest, RacingFirstAttachesShareOneDatabase) {
+  const int kThreads = 8, kRounds = 10;
+  Discard();
+  for (int round = 0; round < kRounds; ++round) {
+    std::atomic<int> ready{0};
+    std::vector<CVKUDatabase*> got(kThreads, nullptr);
+    std::vector<std::thread> threads;
+    for (int t = 0; t < kThreads; ++t)
+      threads.emplace_back([&, t] {
+        ++ready;
+        while (ready < kThreads) std::this_thread::yield();
+        got[t] = AttachDatabase(const_cast<char*>(dir_.c_str()));
+      });
+    for (std::thread& th : threads) th.join();
+    for (int t = 0; t < kThreads; ++t) ASSERT_EQ(got[0], got[t]) << "round " << round;
+    ASSERT_NE(nullptr, got[0]);
+    CVKUDatabase* db = got[0];
+    // Counting from several threads at once loses nothing.
+    threads.clear();
+    for (int t = 0; t < kThreads; ++t)
+      threads.emplace_back([db] {
+        for (int i = 0; i < 2000; ++i) {
+          db->AddRef();
+          db->Release();
+        }
+      });
+    for (std::thread& th : threads) th.join();
+    EXPECT_EQ(static_cast<unsigned long>(kThreads + 1), db->AddRef()) << "round " << round;
+    db->SetSaveFlag(0);
+    for (int i = 0; i < kThreads; ++i) db->Release();
+    EXPECT_EQ(0u, db->Release());
+  }
+  db_ = AttachDatabase(const_cast<char*>(dir_.c_str()));
+  ASSERT_NE(nullptr, db_);
+}
+
+// Everything at once on several threads: adding and linking, link queries, lookups,
+// dependency queries, deletions, flushes, and attaching and releasing the shared
+// database. Every flush succeeds, every query answers whole, and the store reloads
+// with exactly the objects that were kept.
+TEST_F(DbTest, MixedOperationsOnManyThreadsKeepEverything) {
+  const int kThreads = 4, kRounds = 120, kLibraries = 20;
+  std::vector<CVKUObject*> apps;
+  for (int t = 0; t < kThreads; ++t) apps.push_back(AddPath("C:\\APPS\\APP" + std::to_string(t) + ".EXE"));
+  std::vector<CVKUObject*> libs;
+  for (int i = 0; i < kLibraries; ++i) {
+    libs.push_back(AddPath("C:\\LIB\\L" + std::to_string(i) + ".DLL"));
+    for (CVKUObject* app : apps) ASSERT_EQ(1, app->LinkTo(libs.back(), 0x10, 0, 0, nullptr));
+  }
+  CVKUObject* data = AddPath("C:\\DATA");
+  std::atomic<int> failures{0};
+  std::vector<std::vector<std::string>> kept(kThreads);
+  std::vector<std::thread> threads;
+  for (int t = 0; t < kThreads; ++t)
+    threads.emplace_back([&, t] {
+      auto check = [&](bool ok) {
+        if (!ok) ++failures;
+      };
+      std::string appName = "APP" + std::to_string(t) + ".EXE";
+      for (int r = 0; r < kRounds; ++r) {
+        std::string name = "T" + std::to_string(t) + "_" + std::to_string(r) + ".DAT";
+        CVKUObject* f = db_->AddObject(const_cast<char*>(name.c_str()), 4, 0, 0, nullptr, 1);
+        check(f && data->LinkTo(f, 1, 0, 0, nullptr) == 1 && apps[t]->LinkTo(f, 0x20, 0, 0, nullptr) == 1);
+        check(libs[r % kLibraries]->DoesObjectLinkTo(const_cast<char*>(appName.c_str()), 4) == 1);
+        check(f->DoesObjectLinkTo(const_cast<char*>(appName.c_str()), 4) == 1);
+        std::string path = "C:\\DATA\\" + name;
+        CVKUObject* found = db_->GetObjectByPath(const_cast<char*>(path.c_str()));
+        check(found && found->GetUniqueID() == f->GetUniqueID());
+        if (found) found->Release();
+        if (r % 2 == 0) check(Dependencies(apps[t]).size() == static_cast<size_t>(kLibraries + r + 1) - (r + 2) / 3);
+        if (r % 3 == 0) {
+          check(f->Delete() == 1);
+        } else {
+          kept[t].push_back(path);
+        }
+        f->Release();
+        if (r % 25 == 0) check(db_->Flush() == 1);
+        if (r % 7 == 0) {
+          CVKUDatabase* again = AttachDatabase(const_cast<char*>(dir_.c_str()));
+          check(again == db_);
+          if (again) again->Release();
+        }
+      }
+    });
+  for (std::thread& th : threads) th.join();
+  EXPECT_EQ(0, failures);
+  Reopen();
+  EXPECT_EQ(static_cast<unsigned long>(VKU_LOAD_LOADED), CVKUDatabase::GetLoadStatus());
+  for (int t = 0; t < kThreads; ++t)
+    for (const std::string& path : kept[t]) EXPECT_NE(nullptr, Find(path.c_str())) << path;
 }

@@ -96,5 +96,37 @@ TEST_F(DbTest, AttachReturnsTheSharedDatabaseAndCountsReferences) {
 TEST(AttachDatabase, RefusesADirectoryTooLongForTheStorePaths) {
   std::string longDir(255, 'x');
   EXPECT_EQ(nullptr, AttachDatabase(const_cast<char*>(longDir.c_str())));
-  EXPECT_EQ(nullptr, AttachDatabase(nullptr));
+  EXPECT_EQ(static_cast<unsigned long>(VKU_LOAD_NAME_TOO_LONG), CVKUDatabase::GetLoadStatus());
+}
+
+// Without a directory the database has no store: it works in memory and never writes.
+TEST(AttachDatabase, WithoutADirectoryTheDatabaseLivesInMemory) {
+  CVKUDatabase* db = AttachDatabase(nullptr);
+  ASSERT_NE(nullptr, db);
+  EXPECT_EQ(VKU_LOAD_NEW | VKU_LOAD_NOT_WRITABLE, CVKUDatabase::GetLoadStatus());
+  CVKUObject* a = db->AddObject(const_cast<char*>("C:"), 1, 0, 0, nullptr, 1);
+  CVKUObject* b = db->AddObject(const_cast<char*>("B"), 4, 0, 0, nullptr, 1);
+  ASSERT_EQ(1, a->LinkTo(b, 1, 0, 0, nullptr));
+  CVKUObject* found = db->GetObjectByPath(const_cast<char*>("C:\\B"));
+  ASSERT_NE(nullptr, found);
+  EXPECT_EQ(b->GetUniqueID(), found->GetUniqueID());
+  EXPECT_EQ(0, db->Flush());
+  EXPECT_EQ(vkl::SystemErrorCode(vkl::kErrorNoFolder), LastError());
+  for (CVKUObject* o : {a, b, found}) o->Release();
+  EXPECT_EQ(0u, db->Release());
+}
+
+TEST_F(DbTest, ASecondInitializeIsRefused) {
+  CVKUObject* a = Add("A", 4);
+  CVKUObject* b = Add("B", 4);
+  Parent(a, b);
+  db_->Flush();
+  size_t before = 0;
+  for (DBObject* o = Peer::FirstObject(db_); o; o = o->pNext) ++before;
+  EXPECT_EQ(0, db_->Initialize(const_cast<char*>(dir_.c_str())));
+  size_t after = 0;
+  for (DBObject* o = Peer::FirstObject(db_); o; o = o->pNext) ++after;
+  EXPECT_EQ(before, after);
+  EXPECT_EQ(3u, Peer::LastObjectID(db_));
+  EXPECT_EQ(4u, Add("C", 4)->GetUniqueID());
 }

@@ -201,3 +201,35 @@ TEST_F(DbTest, BranchingParentChainsAreWalkedOnce) {
   Parent(drive, top);
   EXPECT_EQ("<none>", FullPath(longBottom));
 }
+
+// A path of 259 levels below its drive, the deepest the path walks take: looking it up
+// must not need a large frame per level (a thread may have a stack of 128 KB).
+TEST_F(DbTest, DeepPathsAreFoundOnASmallStack) {
+  const int kLevels = 259;
+  CVKUObject* parent = Add("C:", 1);
+  std::string path = "C:";
+  for (int i = 0; i < kLevels; ++i) {
+    char name[2] = {static_cast<char>('A' + i % 26), 0};
+    CVKUObject* child = Add(name, 4);
+    Parent(parent, child);
+    parent = child;
+    path += std::string("\\") + name;
+  }
+  unsigned long found = 0;
+  auto lookup = [&] {
+    CVKUObject* o = db_->GetObjectByPath(const_cast<char*>(path.c_str()));
+    if (o) {
+      found = o->GetUniqueID();
+      o->Release();
+    }
+  };
+#if defined(_WIN32)
+  size_t used = StackBytesUsed(lookup);
+  printf("%u bytes of stack for a lookup %d levels deep\n", static_cast<unsigned>(used), kLevels);
+  EXPECT_LT(used, 128u * 1024);
+#else
+  // A real small stack; the sanitizers' frames are larger, so it is 256 KB here.
+  ASSERT_TRUE(RunOnStack(256 * 1024, lookup));
+#endif
+  EXPECT_EQ(parent->GetUniqueID(), found);
+}

@@ -215,7 +215,7 @@ TEST_F(DbTest, MalformedStoresLoadWhatTheyCanAndNeverReadPastTheEnd) {
   {
     Bytes b = Header();
     ObjectEntry(b, 2, 1, 0, "C:", {9}, {}, {});
-    Bytes big(20000, 0x5A);  // more than one arena piece: the data is dropped
+    Bytes big(20000, 0x5A);  // more than one arena piece
     ObjectEntry(b, 3, 4, 0, std::string(300, 'n'), {}, {9, 0xFFFFFFFF, 0}, big);
     ObjectEntry(b, 0xFFFFFFFF, 4, 0xC0000000, "", {0x7FFFFFFF}, {}, {});
     cases.push_back({"huge data, odd ids and entries", b, 0xFFFFFFFF, {2, 3, 0xFFFFFFFF}});
@@ -258,4 +258,87 @@ TEST_F(DbTest, MalformedStoresLoadWhatTheyCanAndNeverReadPastTheEnd) {
     db_->Flush();
     Reopen();
   }
+}
+
+// Persistent records are written with a persistence byte of 1, whatever byte they were
+// loaded with.
+TEST_F(DbTest, PersistenceBytesAreWrittenAsOne) {
+  Bytes obj = Header();
+  ObjectEntry(obj, 2, 1, 0, "C:", {1}, {}, {});
+  ObjectEntry(obj, 3, 4, 0, "A", {}, {1}, {});
+  obj[8 + 36] = 2;
+  obj[8 + 47 + 2 + 4 + 36] = 7;
+  Bytes link = Header();
+  LinkRecord(link, 1, 2, 3, 1);
+  link[8 + 20] = 2;
+  Discard();
+  WriteFile("obj.dat", obj);
+  WriteFile("link.dat", link);
+  db_ = AttachDatabase(const_cast<char*>(dir_.c_str()));
+  ASSERT_NE(nullptr, db_);
+  ASSERT_EQ(1, db_->Flush());
+  Bytes expectedObj = Header();
+  ObjectEntry(expectedObj, 3, 4, 0, "A", {}, {1}, {});
+  ObjectEntry(expectedObj, 2, 1, 0, "C:", {1}, {}, {});
+  Bytes expectedLink = Header();
+  LinkRecord(expectedLink, 1, 2, 3, 1);
+  EXPECT_EQ(expectedObj, ReadFile("obj.dat"));
+  EXPECT_EQ(expectedLink, ReadFile("link.dat"));
+}
+
+// Client data larger than the interface can make (one arena piece) is kept when a store
+// holds it, and written back.
+TEST_F(DbTest, LargeClientDataInAStoreIsKept) {
+  Bytes big(40000);
+  for (size_t i = 0; i < big.size(); ++i) big[i] = static_cast<unsigned char>(i * 31);
+  Bytes obj = Header();
+  ObjectEntry(obj, 2, 1, 0, "C:", {1}, {}, {});
+  ObjectEntry(obj, 3, 4, 0, "BIG", {}, {1}, big);
+  ObjectEntry(obj, 4, 4, 0, "AFTER", {}, {1}, {9});
+  Bytes link = Header();
+  LinkRecord(link, 1, 2, 3, 1);
+  Discard();
+  WriteFile("obj.dat", obj);
+  WriteFile("link.dat", link);
+  for (int round = 0; round < 2; ++round) {
+    db_ = AttachDatabase(const_cast<char*>(dir_.c_str()));
+    ASSERT_NE(nullptr, db_);
+    CVKUObject* o = Find("C:\\BIG");
+    ASSERT_NE(nullptr, o);
+    ASSERT_EQ(big.size(), o->GetDataSize());
+    Bytes back(big.size());
+    ASSERT_EQ(1, o->GetData(static_cast<unsigned long>(back.size()), back.data()));
+    EXPECT_EQ(big, back);
+    Reopen();  // written back, read again
+    Discard();
+  }
+}
+
+// Link-array entries that name no loaded link, or a link that does not name the object
+// back (a new obj.dat beside an old link.dat), are dropped at load: a later link with
+// that id must not join the object to something the client never linked it to.
+TEST_F(DbTest, EntriesThatNameNoLinkOfTheirObjectAreDroppedAtLoad) {
+  Bytes obj = Header();
+  ObjectEntry(obj, 2, 1, 0, "C:", {1, 4}, {}, {});
+  ObjectEntry(obj, 3, 4, 0, "KEPT.TXT", {}, {1}, {});
+  ObjectEntry(obj, 4, 4, 0, "STALE.TXT", {}, {4, 1}, {});  // link 4 is missing; link 1 is KEPT's
+  Bytes link = Header();
+  LinkRecord(link, 1, 2, 3, 1);
+  Discard();
+  WriteFile("obj.dat", obj);
+  WriteFile("link.dat", link);
+  db_ = AttachDatabase(const_cast<char*>(dir_.c_str()));
+  ASSERT_NE(nullptr, db_);
+  EXPECT_EQ(1u, Peer::LastLinkID(db_));
+  DBObject* stale = Peer::LookupObject(db_, 4);
+  ASSERT_NE(nullptr, stale);
+  EXPECT_EQ(0u, stale->dwLinksToCount & 0x3FFFFFFF);
+  EXPECT_EQ(1u, Peer::LookupObject(db_, 2)->dwLinksFromCount & 0x3FFFFFFF);
+  // New links take ids 2, 3, 4 and join only what they join.
+  CVKUObject* d = Add("D:", 1);
+  for (const char* name : {"X", "Y", "Z"}) Parent(d, Add(name, 4));
+  EXPECT_EQ(4u, Peer::LastLinkID(db_));
+  char path[260];
+  EXPECT_EQ(0, db_->SafeGetFullPath(stale, path, 0));
+  EXPECT_EQ("C:\\KEPT.TXT", FullPath(Find("C:\\KEPT.TXT")));
 }

@@ -1,10 +1,16 @@
 #include "TestSupport.h"
+#include <errno.h>
 #include <stdio.h>
+#include <algorithm>
 #include <filesystem>
 #include <atomic>
 #include <stdlib.h>
 #ifdef _WIN32
+#include <malloc.h>
+#include <string.h>
 #include <windows.h>
+#else
+#include <pthread.h>
 #endif
 
 namespace fs = std::filesystem;
@@ -75,6 +81,21 @@ void DbTest::WriteFile(const char* name, const std::vector<unsigned char>& bytes
 }
 
 bool DbTest::FileExists(const char* name) const { return fs::exists(FilePath(name)); }
+
+std::vector<std::string> DbTest::FolderFiles() const {
+  std::vector<std::string> names;
+  for (const auto& entry : fs::directory_iterator(dir_)) names.push_back(entry.path().filename().string());
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+unsigned long LastError() {
+#ifdef _WIN32
+  return GetLastError();
+#else
+  return static_cast<unsigned long>(errno);
+#endif
+}
 
 CVKUObject* DbTest::Add(const char* name, unsigned long type, int persistent) {
   CVKUObject* o = db_->AddObject(const_cast<char*>(name), type, 0, 0, nullptr, persistent);
@@ -149,3 +170,58 @@ std::string DbTest::SystemDir() {
   return dir ? dir : "C:\\WINDOWS\\system32";
 #endif
 }
+
+#ifdef _WIN32
+static DWORD WINAPI RunFunction(LPVOID fn) {
+  (*static_cast<const std::function<void()>*>(fn))();
+  return 0;
+}
+
+static const size_t kPaintedStack = 512 * 1024;
+
+__attribute__((noinline)) static void PaintStack() {
+  unsigned char* area = static_cast<unsigned char*>(alloca(kPaintedStack));
+  memset(area, 0xA5, kPaintedStack);
+  asm volatile("" : : "r"(area) : "memory");
+}
+
+// The painted bytes at the bottom of the same area that nothing has written since.
+__attribute__((noinline)) static size_t UntouchedStack() {
+  volatile unsigned char* area = static_cast<unsigned char*>(alloca(kPaintedStack));
+  size_t n = 0;
+  while (n < kPaintedStack && area[n] == 0xA5) ++n;
+  return n;
+}
+
+size_t StackBytesUsed(const std::function<void()>& fn) {
+  PaintStack();
+  fn();
+  return kPaintedStack - UntouchedStack();
+}
+
+bool RunOnStack(size_t bytes, const std::function<void()>& fn) {
+  HANDLE thread = CreateThread(nullptr, bytes, RunFunction, const_cast<std::function<void()>*>(&fn),
+                               STACK_SIZE_PARAM_IS_A_RESERVATION, nullptr);
+  if (!thread) return false;
+  WaitForSingleObject(thread, INFINITE);
+  CloseHandle(thread);
+  return true;
+}
+#else
+static void* RunFunction(void* fn) {
+  (*static_cast<const std::function<void()>*>(fn))();
+  return nullptr;
+}
+
+bool RunOnStack(size_t bytes, const std::function<void()>& fn) {
+  pthread_attr_t attr;
+  pthread_attr_init(&attr);
+  pthread_attr_setstacksize(&attr, bytes);
+  pthread_t thread;
+  int rc = pthread_create(&thread, &attr, RunFunction, const_cast<std::function<void()>*>(&fn));
+  pthread_attr_destroy(&attr);
+  if (rc != 0) return false;
+  pthread_join(thread, nullptr);
+  return true;
+}
+#endif

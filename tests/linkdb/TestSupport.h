@@ -5,8 +5,10 @@
 
 #include <gtest/gtest.h>
 #include <stdint.h>
+#include <functional>
 #include <string>
 #include <vector>
+#include "Platform.h"
 #include "VKLinkDB.h"
 
 struct DatabaseTestPeer {
@@ -33,10 +35,26 @@ struct DatabaseTestPeer {
     return old;
   }
   static bool InIdIndex(CVKUDatabase* db, uint32_t id) { return db->LookupObject(id) != nullptr; }
+  // Takes the database mutex (and keeps it: a thread that ends after this abandons it).
+  static void LockMutex(CVKUDatabase* db) { vkl::MutexLock(db->m_hMutex); }
 };
+
+// The last system error as the library leaves it (GetLastError, errno).
+unsigned long LastError();
 
 // The name hash as the database defines it, written out again independently.
 uint32_t ExpectedNameHash(const std::string& name);
+
+// Runs fn on a new thread whose stack is `bytes` long and waits for it; false if the
+// thread could not be started.
+bool RunOnStack(size_t bytes, const std::function<void()>& fn);
+
+#ifdef _WIN32
+// How many bytes of stack fn used, measured by painting the stack below the caller
+// before the call and looking for the deepest byte it changed. (Wine gives every thread
+// at least 1 MB of stack whatever CreateThread asks, so a small stack cannot be had.)
+size_t StackBytesUsed(const std::function<void()>& fn);
+#endif
 
 class DbTest : public ::testing::Test {
  protected:
@@ -49,6 +67,8 @@ class DbTest : public ::testing::Test {
   // Destroys the database without writing anything.
   void Discard();
   std::string FilePath(const char* name) const;
+  // The names of the files in the store folder, sorted.
+  std::vector<std::string> FolderFiles() const;
   std::vector<unsigned char> ReadFile(const char* name) const;
   void WriteFile(const char* name, const std::vector<unsigned char>& bytes) const;
   bool FileExists(const char* name) const;

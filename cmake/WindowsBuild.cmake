@@ -20,7 +20,8 @@ add_library(VKLinkDB SHARED
 set_target_properties(VKLinkDB PROPERTIES PREFIX "" OUTPUT_NAME VKLinkDB)
 target_include_directories(VKLinkDB PUBLIC ${CMAKE_SOURCE_DIR}/Include PRIVATE ${CMAKE_SOURCE_DIR}/LinkDB)
 target_compile_definitions(VKLinkDB PRIVATE VKLINKDB_BUILD)
-target_link_libraries(VKLinkDB PRIVATE ZLIB::ZLIB)
+# ole32: the shell's link object (COM) for shortcuts.
+target_link_libraries(VKLinkDB PRIVATE ZLIB::ZLIB ole32)
 
 # The shared runtime goes beside the DLL. Its unwinder library is named for the
 # exception model of the target: DWARF-2 on i686, SEH on x86_64.

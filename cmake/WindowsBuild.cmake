@@ -110,8 +110,26 @@ if(UTILS_TESTS)
   add_executable(utils_tests ${UTILS_TESTS})
   # The release mapping of the probe is tested on its own, from Protect/.
   target_include_directories(utils_tests PRIVATE ${CMAKE_SOURCE_DIR}/Protect)
-  target_link_libraries(utils_tests PRIVATE VKLinkDB gtest_main)
+  target_link_libraries(utils_tests PRIVATE VKLinkDB gtest_main ole32 uuid)
   vkl_wine_test(utils_tests)
+  # The Windows Installer package of the shortcut tests, built with wixl (msitools) when
+  # the tests start; the tests install it with msiexec and remove it again. Every file
+  # of the package (the installed program and the icons) is one small payload.
+  find_program(VKL_WIXL wixl)
+  if(NOT VKL_WIXL)
+    set(VKL_WIXL wixl)  # the fixture fails and says so
+  endif()
+  file(WRITE ${BIN}/packages/payload.bin "VKLinkDB link test payload\r\n")
+  # wixl takes source files relative to where it runs.
+  add_test(NAME msi_packages COMMAND ${VKL_WIXL} -D Payload=payload.bin -o VKLinkDBLinkTest.msi
+           ${CMAKE_SOURCE_DIR}/tests/utils/packages/LinkTest.wxs)
+  set_tests_properties(msi_packages PROPERTIES FIXTURES_SETUP msi WORKING_DIRECTORY ${BIN}/packages)
+  set_tests_properties(utils_tests PROPERTIES FIXTURES_REQUIRED "wine;msi")
+  # The shortcut tests once more with MSI.DLL disabled: only the shell object is left.
+  add_test(NAME utils_tests_nomsi COMMAND ${CMAKE_BINARY_DIR}/wine-run.sh utils_tests.exe
+           --gtest_filter=LinksWithoutInstaller.*)
+  set_tests_properties(utils_tests_nomsi PROPERTIES FIXTURES_REQUIRED wine WORKING_DIRECTORY ${BIN}
+                       ENVIRONMENT "WINEDLLOVERRIDES=mscoree,mshtml=\;winedbg.exe=d\;msi=d" TIMEOUT 300)
   # The release probe under every emulated release, each copy printing what it saw;
   # the 95-line and NT-line behaviour of the registry, of file I/O (overlapped mode)
   # and of raw disk access under Windows 98 and XP.

@@ -131,13 +131,14 @@ if(UTILS_TESTS)
   set_tests_properties(utils_tests_nomsi PROPERTIES FIXTURES_REQUIRED wine WORKING_DIRECTORY ${BIN}
                        ENVIRONMENT "WINEDLLOVERRIDES=mscoree,mshtml=\;winedbg.exe=d\;msi=d" TIMEOUT 300)
   # The release probe under every emulated release, each copy printing what it saw;
-  # the 95-line and NT-line behaviour of the registry, of file I/O (overlapped mode)
-  # and of raw disk access under Windows 98 and XP.
+  # the 95-line and NT-line behaviour of the registry, of file I/O (overlapped mode),
+  # of raw disk access, of the tree work and of shortcuts under Windows 98 and XP.
   foreach(release win95 winme nt351 nt40 win2k win7)
     vkl_release_run(utils_tests ${release} ReleaseProbe.*)
   endforeach()
   foreach(release win98 winxp)
-    vkl_release_run(utils_tests ${release} ReleaseProbe.*:Registry.*:DiskIo.*:RawDisk.*)
+    vkl_release_run(utils_tests ${release} ReleaseProbe.*:Registry.*:DiskIo.*:RawDisk.*:Tree.*:KeyTree.*:Links.*)
+    set_tests_properties(utils_tests_${release} PROPERTIES FIXTURES_REQUIRED "wine;msi")
   endforeach()
 endif()
 
@@ -159,3 +160,5 @@ endforeach()
 # The path rules on plain strings, beside the class that applies them.
 target_sources(paths_bench PRIVATE ${CMAKE_SOURCE_DIR}/Utils/System/PathText.cpp)
 target_include_directories(paths_bench PRIVATE ${CMAKE_SOURCE_DIR}/Utils/System)
+# The shell's link object, called directly beside ResolveLinkFile.
+target_link_libraries(tree_bench PRIVATE ole32 uuid)

@@ -207,24 +207,18 @@ TEST_F(Tree, SubDirFolderIsThePathRelativeToTheCurrentDirectory) {
   char saved[MAX_PATH];
   GetCurrentDirectoryA(sizeof saved, saved);
   ASSERT_TRUE(SetCurrentDirectoryA(In("Sub Dir\\nested").c_str()));
-  const struct {
-    std::string path, folder;
-  } cases[] = {{In("Sub Dir\\nested\\empty\\x"), "\\empty\\x"},
-               {In("Sub Dir\\nested"), ""},
-               {In("Sub Dir\\other\\y"), "..\\other\\y"},
-               {In("x.txt"), "..\\..\\x.txt"}};
-  for (const auto& c : cases) {
-    CUtilsPath path(U(c.path));
+  for (const auto& c : std::vector<std::pair<std::string, std::string>>{
+           {"Sub Dir\\nested\\empty\\x", "\\empty\\x"}, {"Sub Dir\\nested", ""},
+           {"Sub Dir\\other\\y", "..\\other\\y"}, {"x.txt", "..\\..\\x.txt"}}) {
     UtilsString folder("untouched");
     char text[MAX_PATH] = "untouched";
-    EXPECT_EQ(1, path.GetSubDirFolder(folder)) << c.path;
-    EXPECT_EQ(c.folder, folder.GetSTLString()) << c.path;
-    EXPECT_EQ(1, path.GetSubDirFolder(text));
-    EXPECT_EQ(c.folder, text);
+    CUtilsPath path(U(In(c.first)));
+    EXPECT_EQ(2, path.GetSubDirFolder(folder) + path.GetSubDirFolder(text)) << c.first;
+    EXPECT_EQ(c.second + "|" + c.second, folder.GetSTLString() + "|" + text);
   }
   UtilsString folder;
-  EXPECT_EQ(0, CUtilsPath(U("Q:\\elsewhere")).GetSubDirFolder(folder));
-  EXPECT_EQ(0, CUtilsPath(U("HKCU\\Software")).GetSubDirFolder(folder));
+  EXPECT_EQ(0, CUtilsPath(U("Q:\\elsewhere")).GetSubDirFolder(folder) +
+                   CUtilsPath(U("HKCU\\Software")).GetSubDirFolder(folder));
   SetCurrentDirectoryA(saved);
 }
 
@@ -278,25 +272,28 @@ TEST_F(KeyTree, ListsKeysAfterTheirSubKeysAndDeletesTheTree) {
   EXPECT_THROW(missing.SearchTree(U("*.*")), UTILS::std_exception);
 }
 
-// One object searched, read and sorted from several threads: every entry read is one
-// the tree holds, and the object stays whole.
-TEST_F(Tree, OneObjectSearchedAndReadFromSeveralThreads) {
+// One object searched, read, sorted and resolving a shortcut from several threads:
+// every entry read is one the tree holds, every answer the link's target.
+TEST_F(Tree, OneObjectFromSeveralThreads) {
   CUtilsPath shared(U(m_Dir), 0, 1);
+  ASSERT_EQ(1, shared.CreateLinkFile(U(In("a file.txt")), U(In("Sub Dir\\a link.lnk")), U("")));
   std::vector<std::string> all = Walk(m_Dir, true).files;
   std::vector<int> wrong(4, 0);
   std::vector<std::thread> threads;
   for (int t = 0; t < 4; ++t)
     threads.emplace_back([&, t] {
-      for (int i = 0; i < 150; ++i) {
+      UtilsString entry;
+      for (int i = 0; i < 100; ++i) {
         if (t == 0) {
           shared.SearchTree(U("*.*"));
-        } else if (t == 1) {
           shared.SortFiles();
-          shared.ResetTreeSearch();
+        } else if (t == 1) {
+          wrong[t] += !shared.ResolveLinkFile(U(In("Sub Dir\\a link.lnk")), entry, 1) ||
+                      entry.GetSTLString() != In("a file.txt");
+        } else if (shared.RetrieveNextFile(entry)) {
+          wrong[t] += std::find(all.begin(), all.end(), entry.GetSTLString()) == all.end();
         } else {
-          UtilsString entry;
-          if (shared.RetrieveNextFile(entry))
-            wrong[t] += std::find(all.begin(), all.end(), entry.GetSTLString()) == all.end();
+          shared.ResetTreeSearch();
         }
       }
     });

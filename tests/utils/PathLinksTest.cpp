@@ -21,7 +21,6 @@
 #include <cstdio>
 #include <cstring>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "CUtilsPath"
@@ -321,26 +320,6 @@ TEST_F(Links, BadInputAnswersWithoutCrashing) {
   EXPECT_EQ(target, Resolve(probe, good, 1));
   EXPECT_EQ(0, probe.CreateLinkFile(U(target), U(In("no such dir\\x.lnk")), U("")));
   EXPECT_TRUE(probe.InterfacesCleared());
-}
-
-// One object resolving from several threads: each answer is its own link's target.
-TEST_F(Links, OneObjectResolvesFromSeveralThreads) {
-  CUtilsPath shared;
-  const std::string advertised = AdvertisedLink(kMainComponent, "advertised.lnk");
-  scratch::MakeFile(In("plain.txt"), "x");
-  ASSERT_EQ(1, shared.CreateLinkFile(U(In("plain.txt")), U(In("plain.lnk")), U("")));
-  std::vector<int> wrong(4, 0);
-  std::vector<std::thread> threads;
-  for (int t = 0; t < 4; ++t)
-    threads.emplace_back([&, t] {
-      for (int i = 0; i < 15; ++i) {
-        bool plain = (t + i) % 2 == 0;
-        std::string answer = Resolve(shared, plain ? In("plain.lnk") : advertised, 1);
-        wrong[t] += answer != (plain ? In("plain.txt") : m_Main);
-      }
-    });
-  for (auto& thread : threads) thread.join();
-  EXPECT_EQ(std::vector<int>(4, 0), wrong);
 }
 
 // Run by the copy started with MSI.DLL disabled: no installer method is left, and an

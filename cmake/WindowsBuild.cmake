@@ -20,7 +20,8 @@ add_library(VKLinkDB SHARED
 set_target_properties(VKLinkDB PROPERTIES PREFIX "" OUTPUT_NAME VKLinkDB)
 target_include_directories(VKLinkDB PUBLIC ${CMAKE_SOURCE_DIR}/Include PRIVATE ${CMAKE_SOURCE_DIR}/LinkDB)
 target_compile_definitions(VKLinkDB PRIVATE VKLINKDB_BUILD)
-target_link_libraries(VKLinkDB PRIVATE ZLIB::ZLIB)
+# ole32: the shell's link object (COM) for shortcuts.
+target_link_libraries(VKLinkDB PRIVATE ZLIB::ZLIB ole32)
 
 # The shared runtime goes beside the DLL. Its unwinder library is named for the
 # exception model of the target: DWARF-2 on i686, SEH on x86_64.
@@ -130,16 +131,35 @@ if(UTILS_TESTS)
   add_executable(utils_tests ${UTILS_TESTS})
   # The release mapping of the probe is tested on its own, from Protect/.
   target_include_directories(utils_tests PRIVATE ${CMAKE_SOURCE_DIR}/Protect)
-  target_link_libraries(utils_tests PRIVATE VKLinkDB gtest_main)
+  target_link_libraries(utils_tests PRIVATE VKLinkDB gtest_main ole32 uuid)
   vkl_wine_test(utils_tests)
+  # The Windows Installer package of the shortcut tests, built with wixl (msitools) when
+  # the tests start; the tests install it with msiexec and remove it again. Every file
+  # of the package (the installed program and the icons) is one small payload.
+  find_program(VKL_WIXL wixl)
+  if(NOT VKL_WIXL)
+    set(VKL_WIXL wixl)  # the fixture fails and says so
+  endif()
+  file(WRITE ${BIN}/packages/payload.bin "VKLinkDB link test payload\r\n")
+  # wixl takes source files relative to where it runs.
+  add_test(NAME msi_packages COMMAND ${VKL_WIXL} -D Payload=payload.bin -o VKLinkDBLinkTest.msi
+           ${CMAKE_SOURCE_DIR}/tests/utils/packages/LinkTest.wxs)
+  set_tests_properties(msi_packages PROPERTIES FIXTURES_SETUP msi WORKING_DIRECTORY ${BIN}/packages)
+  set_tests_properties(utils_tests PROPERTIES FIXTURES_REQUIRED "wine;msi")
+  # The shortcut tests once more with MSI.DLL disabled: only the shell object is left.
+  add_test(NAME utils_tests_nomsi COMMAND ${CMAKE_BINARY_DIR}/wine-run.sh utils_tests.exe
+           --gtest_filter=LinksWithoutInstaller.*)
+  set_tests_properties(utils_tests_nomsi PROPERTIES FIXTURES_REQUIRED wine WORKING_DIRECTORY ${BIN}
+                       ENVIRONMENT "WINEDLLOVERRIDES=mscoree,mshtml=\;winedbg.exe=d\;msi=d" TIMEOUT 300)
   # The release probe under every emulated release, each copy printing what it saw;
-  # the 95-line and NT-line behaviour of the registry, of file I/O (overlapped mode)
-  # and of raw disk access under Windows 98 and XP.
+  # the 95-line and NT-line behaviour of the registry, of file I/O (overlapped mode),
+  # of raw disk access, of the tree work and of shortcuts under Windows 98 and XP.
   foreach(release win95 winme nt351 nt40 win2k win7)
     vkl_release_run(utils_tests ${release} ReleaseProbe.*)
   endforeach()
   foreach(release win98 winxp)
-    vkl_release_run(utils_tests ${release} ReleaseProbe.*:Registry.*:DiskIo.*:RawDisk.*)
+    vkl_release_run(utils_tests ${release} ReleaseProbe.*:Registry.*:DiskIo.*:RawDisk.*:Tree.*:KeyTree.*:Links.*)
+    set_tests_properties(utils_tests_${release} PROPERTIES FIXTURES_REQUIRED "wine;msi")
   endforeach()
 endif()
 
@@ -161,3 +181,5 @@ endforeach()
 # The path rules on plain strings, beside the class that applies them.
 target_sources(paths_bench PRIVATE ${CMAKE_SOURCE_DIR}/Utils/System/PathText.cpp)
 target_include_directories(paths_bench PRIVATE ${CMAKE_SOURCE_DIR}/Utils/System)
+# The shell's link object, called directly beside ResolveLinkFile.
+target_link_libraries(tree_bench PRIVATE ole32 uuid)

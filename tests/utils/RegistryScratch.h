@@ -28,7 +28,7 @@ inline LONG DeleteTree(HKEY parent, const std::string& name) {
   return RegDeleteKeyA(parent, name.c_str());
 }
 
-inline bool Exists(const std::string& relative) {
+inline bool KeyExists(const std::string& relative) {
   HKEY key = nullptr;
   if (RegOpenKeyExA(HKEY_CURRENT_USER, relative.c_str(), 0, KEY_READ, &key) != ERROR_SUCCESS)
     return false;
@@ -94,7 +94,7 @@ class Key : public ::testing::Test {
       DeleteTree(parent, m_strName);
       RegCloseKey(parent);
     }
-    EXPECT_FALSE(Exists(m_strRelative)) << "the scratch key outlived its test";
+    EXPECT_FALSE(KeyExists(m_strRelative)) << "the scratch key outlived its test";
     RegDeleteKeyA(HKEY_CURRENT_USER, kParent);  // gone once no other run still uses it
   }
 

@@ -175,13 +175,13 @@ TEST_F(Registry, EnumeratesKeysAndValues) {
 TEST_F(Registry, CreatesOpensAndMovesDown) {
   UtilsRegistry reg(U(m_strFull));
   ASSERT_EQ(1, reg.CreateKey(U(m_strFull + "\\a\\b\\c"), 1));
-  EXPECT_TRUE(scratch::Exists(m_strRelative + "\\a\\b\\c"));
+  EXPECT_TRUE(scratch::KeyExists(m_strRelative + "\\a\\b\\c"));
   EXPECT_EQ(m_strRelative + "\\a\\b\\c\\", Str(reg.GetRegistryPath(0)));
   EXPECT_EQ(unsigned(REG_CREATED_NEW_KEY), reg.GetDisposition());
   ASSERT_EQ(1, reg.CreateKey(U(m_strFull + "\\a\\b\\c"), 0));
   EXPECT_EQ(unsigned(REG_OPENED_EXISTING_KEY), reg.GetDisposition());
   ASSERT_EQ(1, reg.CreateSubKey(U("stay"), 0));
-  EXPECT_TRUE(scratch::Exists(m_strRelative + "\\a\\b\\c\\stay"));
+  EXPECT_TRUE(scratch::KeyExists(m_strRelative + "\\a\\b\\c\\stay"));
   ASSERT_EQ(1, reg.CreateSubKey(U("down"), 1));
   EXPECT_EQ(m_strRelative + "\\a\\b\\c\\down\\", Str(reg.GetRegistryPath(0)));
   ASSERT_EQ(1, reg.OpenKey(U(m_strRelative)));  // below the root
@@ -213,15 +213,15 @@ TEST_F(Registry, RecursiveDeletionRemovesTheSubtreeAndLeavesTheParent) {
   scratch::Make(m_strRelative + "\\Sibling");
   UtilsRegistry reg(U(m_strFull + "\\T"));
   ASSERT_EQ(1, reg.DeleteKey(1));
-  EXPECT_FALSE(scratch::Exists(m_strRelative + "\\T"));
+  EXPECT_FALSE(scratch::KeyExists(m_strRelative + "\\T"));
   EXPECT_EQ(m_strFull + "\\", Str(reg.GetRegistryPath(1)));
   ASSERT_EQ(1, reg.SetValue(U("onParent"), 1UL));
   EXPECT_EQ(DWORD(REG_DWORD), scratch::ReadType(m_strRelative, "onParent"));
   // By path: the object comes back to the key it was on.
   ASSERT_EQ(1, reg.OpenKey(U(m_strFull + "\\Sibling")));
   ASSERT_EQ(1, reg.DeleteKey(U(m_strFull + "\\U"), 1));
-  EXPECT_FALSE(scratch::Exists(m_strRelative + "\\U"));
-  EXPECT_TRUE(scratch::Exists(m_strRelative + "\\Sibling"));
+  EXPECT_FALSE(scratch::KeyExists(m_strRelative + "\\U"));
+  EXPECT_TRUE(scratch::KeyExists(m_strRelative + "\\Sibling"));
   EXPECT_EQ(0, reg.DeleteKey(U(m_strFull + "\\U"), 1) + reg.DeleteKey(U(""), 1));
   EXPECT_EQ(m_strFull + "\\Sibling\\", Str(reg.GetRegistryPath(1)));
   // The root itself is never deleted.
@@ -241,7 +241,7 @@ TEST_F(Registry, PlainDeletionOfAKeyWithSubkeysDiffersByRelease) {
   bool nt = info.dwPlatformId == VER_PLATFORM_WIN32_NT;
   EXPECT_EQ(nt ? 0 : 1, reg.DeleteKey(0));
   EXPECT_EQ(nt ? ERROR_ACCESS_DENIED : ERROR_SUCCESS, reg.GetLastRegistryError());
-  EXPECT_EQ(nt, scratch::Exists(m_strRelative + "\\P\\child"));
+  EXPECT_EQ(nt, scratch::KeyExists(m_strRelative + "\\P\\child"));
   EXPECT_EQ(m_strRelative + "\\", Str(reg.GetRegistryPath(0)));  // on the parent either way
 }
 
@@ -256,7 +256,7 @@ TEST_F(Registry, KeyDeletedUnderAnOpenObject) {
   EXPECT_EQ(0, reg.GetValue(U("v"), value) + reg.GetValue(U("v"), number) +
                    reg.EnumKey(0, name, 0) + reg.EnumValue(0, name, value, 0) +
                    reg.OpenSubKey(U("inner")) + reg.CreateSubKey(U("new"), 1) + reg.DeleteKey(1));
-  EXPECT_FALSE(scratch::Exists(m_strRelative + "\\Gone"));
+  EXPECT_FALSE(scratch::KeyExists(m_strRelative + "\\Gone"));
 }
 
 // On the NT line the object keeps an inheritable duplicate of each key it opens and a

@@ -606,6 +606,8 @@ int main(int argc, char** argv) {
 #endif
   if (measure) return Measure(sizes[0], dir, vklBuild, sqlBuild);
 
+  // First, while the process is small.
+  Churn(dir);
   int status = 0;
   for (int tops : sizes) {
     Graph g(tops);
@@ -624,6 +626,5 @@ int main(int argc, char** argv) {
     fflush(stdout);
     if (system(cmd) != 0) status = 1;
   }
-  Churn(dir);
   return status;
 }

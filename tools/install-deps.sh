@@ -15,7 +15,7 @@ export DEBIAN_FRONTEND=noninteractive
 
 # One entry a package; "a|b" names the same thing in different releases (first known wins).
 PKGS=(cmake make g++ clang "libclang-rt-dev|libclang-rt-14-dev|libclang-common-14-dev" googletest
-      libbenchmark-dev zlib1g-dev valgrind g++-mingw-w64-i686-posix gcc-mingw-w64-i686-posix
+      libbenchmark-dev libsqlite3-dev zlib1g-dev valgrind g++-mingw-w64-i686-posix gcc-mingw-w64-i686-posix
       g++-mingw-w64-x86-64-posix gcc-mingw-w64-x86-64-posix libz-mingw-w64-dev
       wine wine32:i386 wine64 wixl)
 

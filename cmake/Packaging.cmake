@@ -124,6 +124,7 @@ else()
                of the link database (share/doc/VKLinkDB/msvc-clients.md)")
 endif()
 string(REPLACE ";" ", " VKL_README_DLLS "${VKL_BESIDE_DLL_NAMES}")
+string(REGEX MATCH "^[0-9]+" VKL_README_GCC "${CMAKE_CXX_COMPILER_VERSION}")
 configure_file(${CMAKE_SOURCE_DIR}/cmake/README.txt.in ${VKL_PACKAGE_DIR}/README.txt @ONLY NEWLINE_STYLE CRLF)
 install(FILES ${VKL_PACKAGE_DIR}/README.txt DESTINATION .)
 

@@ -72,7 +72,7 @@ int main() {
 
   // Load time: a copy of the library, so that each round loads it afresh.
   ScratchFolder folder("bench");
-  if (!folder.Take("VKLinkDB.dll", "VKLinkDBcopy.dll") || !folder.Take("qfpack.dll")) return 1;
+  if (!folder.Take("VKLinkDB.dll", "VKLinkDBcopy.dll", true) || !folder.Take("qfpack.dll")) return 1;
   std::vector<double> loads, firsts;
   for (int round = 0; round < 5; ++round) {
     Clock::time_point t0 = Clock::now();

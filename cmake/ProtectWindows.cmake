@@ -86,6 +86,16 @@ foreach(release win98 winxp)
   vkl_release_run(protect_tests ${release} ReleaseProbe.*:ProtectedRelease.*:ProtectedMatching.*)
 endforeach()
 target_sources(protect_tests PRIVATE ${CMAKE_SOURCE_DIR}/tests/linkdb/ReleaseProbeWin32.cpp)
+# The copies run beside a copy of the library are hard links to this folder's files,
+# which cannot be deleted while the program that made them has them mapped: what the
+# runs leave is removed after the last of them.
+add_test(NAME protect_scratch_cleanup COMMAND bash -c "rm -rf protect_*_[0-9]*")
+set_tests_properties(protect_scratch_cleanup PROPERTIES FIXTURES_CLEANUP protect_scratch WORKING_DIRECTORY ${BIN})
+set(protect_runs protect_tests)
+foreach(release win95 winme nt40 win2k win7 win98 winxp)
+  list(APPEND protect_runs protect_tests_${release})
+endforeach()
+set_tests_properties(${protect_runs} PROPERTIES FIXTURES_REQUIRED "wine;protect_scratch")
 
 # The list builder on this tree's own prefix: its output's format, and the round trip
 # through listpack, qfpack.dll and the loader.

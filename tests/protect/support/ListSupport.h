@@ -113,7 +113,9 @@ inline std::string ModuleName(HMODULE module) {
   return path.substr(path.find_last_of('\\') + 1);
 }
 
-// A folder beside the test program, removed with everything in it at the end.
+// A folder beside the test program, removed with everything in it at the end, as far
+// as the system lets: a hard link to a file this process has mapped (its program, its
+// libraries) stays until the process ends (the test run removes what is left).
 class ScratchFolder {
  public:
   explicit ScratchFolder(const std::string& tag)
@@ -134,10 +136,11 @@ class ScratchFolder {
   const std::string& Path() const { return m_Path; }
   // Puts a file of the test program's folder into this one, under `as` if given: a
   // hard link where the file system allows one (the runtime libraries are large), else
-  // a copy.
-  bool Take(const std::string& name, const std::string& as = std::string()) const {
+  // a copy. A library to be loaded beside its original in one process must be a copy:
+  // the loader takes a link to a loaded file for the module already loaded.
+  bool Take(const std::string& name, const std::string& as = std::string(), bool copy = false) const {
     std::string from = ModuleDir(nullptr) + name, to = m_Path + (as.empty() ? name : as);
-    return CreateHardLinkA(to.c_str(), from.c_str(), nullptr) || CopyFileA(from.c_str(), to.c_str(), FALSE);
+    return (!copy && CreateHardLinkA(to.c_str(), from.c_str(), nullptr)) || CopyFileA(from.c_str(), to.c_str(), FALSE);
   }
 
  private:

@@ -5,7 +5,6 @@
 #include <windows.h>
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <string>
 
 #include "support/ListSupport.h"
@@ -17,118 +16,77 @@ namespace {
 class ProtectedMatching : public testing::Test {
  protected:
   void SetUp() override {
-    CNTAdminObject probe;
-    m_Pair = ExpectedPair(probe.GetOS());
-    ASSERT_NE(0, m_Pair.files) << "these rules need a release with lists";
-    HMODULE library = GetModuleHandleA("VKLinkDB.dll");
-    for (const std::string& line : Lines(ResourceText(library, m_Pair.files, "WIN_FILES"))) m_Files.insert(line);
-    m_Keys = Lines(ResourceText(library, m_Pair.keys, "WIN_REGS"));
-    ASSERT_TRUE(m_Files.count("%SystemDir%\\kernel32.dll") && m_Files.count("%WindowsDir%\\win.ini"));
-    ASSERT_NE(nullptr, m_Db.get());
+    const Pair pair = ExpectedPair(CNTAdminObject().GetOS());
+    ASSERT_NE(0, pair.files) << "these rules need a release with lists";
+    PathSet files;
+    for (const std::string& line : Lines(ResourceText(GetModuleHandleA("VKLinkDB.dll"), pair.files, "WIN_FILES")))
+      files.insert(line);
+    ASSERT_TRUE(files.count("%SystemDir%\\kernel32.dll") && files.count("%WindowsDir%\\win.ini"));
+    keys = Lines(ResourceText(GetModuleHandleA("VKLinkDB.dll"), pair.keys, "WIN_REGS"));
+    ASSERT_NE(nullptr, db.get());
   }
-  bool KeyListed(const std::string& key) const { return std::find(m_Keys.begin(), m_Keys.end(), key) != m_Keys.end(); }
-  int AskKey(const std::string& key) { return m_Db.Key(key)->IsProtected(); }
+  // Asked twice: the answers of the first and of the second question.
+  std::pair<int, int> Twice(const std::string& key) { return {db.Key(key)->IsProtected(), db.Key(key)->IsProtected()}; }
 
-  Pair m_Pair = {0, 0};
-  PathSet m_Files;
-  std::vector<std::string> m_Keys;
-  ScratchDatabase m_Db;
+  std::vector<std::string> keys;
+  ScratchDatabase db;
 };
 
-std::string Doubled(std::string path) {
-  for (size_t at = path.find('\\'); at != std::string::npos; at = path.find('\\', at + 2)) path.insert(at, "\\");
-  return path;
-}
-
-std::string Lower(std::string text) {
-  std::transform(text.begin(), text.end(), text.begin(), [](char c) { return static_cast<char>(tolower(c)); });
-  return text;
-}
+typedef std::pair<int, int> Answers;
 
 }  // namespace
 
-TEST_F(ProtectedMatching, AListedFileAnswersInAnyCaseAndWithAnySeparators) {
-  const std::string kernel = SystemDir() + "kernel32.dll", winIni = WindowsDir() + "win.ini";
+TEST_F(ProtectedMatching, FilePaths) {
+  const std::string sys = SystemDir(), win = WindowsDir();
+  std::string lower = sys;
+  CharLowerA(&lower[0]);
   const struct {
     std::string path;
-    int answer;
+    Answers answers;
   } cases[] = {
-      {kernel, 1},
-      {Lower(SystemDir()) + "KERNEL32.Dll", 1},
-      {Doubled(kernel), 1},
-      {"\\" + winIni + "\\", 1},
-      {kernel + "\\more", 0},          // one more component
-      {SystemDir() + "kernel32", 0},   // components compare whole
-      {"Q" + winIni.substr(1), 0},     // another drive
-      {"win.ini", 0},                  // not a full path
+      {sys + "kernel32.dll", {1, 1}},
+      {lower + "KERNEL32.Dll", {1, 1}},
+      {"\\\\" + win + "\\\\win.ini\\", {1, 1}},
+      {sys + "kernel32.dll\\more", {0, 0}},  // one more component
+      {sys + "kernel32", {0, 0}},
+      {"win.ini", {0, 0}},
+      {win.substr(0, win.size() - 1), {0, 1}},  // the Windows directory: marked by the first question
+      {sys, {0, 1}},
   };
   for (const auto& c : cases) {
-    EXPECT_EQ(c.answer, IsProtectedPath(c.path.c_str())) << c.path;
-    EXPECT_EQ(c.answer, IsProtectedPath(c.path.c_str())) << c.path << " asked again";
+    int first = IsProtectedPath(c.path.c_str());
+    EXPECT_EQ(c.answers, Answers(first, IsProtectedPath(c.path.c_str()))) << c.path;
   }
 }
 
-TEST_F(ProtectedMatching, TheWindowsDirectoryAnswersZeroAndThenOne) {
-  for (std::string dir : {WindowsDir(), SystemDir()}) {
-    dir.pop_back();
-    EXPECT_EQ(0, IsProtectedPath(dir.c_str())) << dir;
-    EXPECT_EQ(1, IsProtectedPath(dir.c_str())) << dir;
-    EXPECT_EQ(1, IsProtectedPath((dir + "\\").c_str())) << dir;
-  }
-}
-
-TEST_F(ProtectedMatching, RegistryRootsInLongAndShortForm) {
-  ASSERT_TRUE(KeyListed("HKLM\\Software\\Microsoft") && KeyListed("HKCU\\Software") && KeyListed("HKLM\\System"));
-  // The long designation is shortened: both forms reach one node, whose first question
-  // marks it.
-  EXPECT_EQ(0, AskKey("HKEY_LOCAL_MACHINE\\Software\\Microsoft"));
-  EXPECT_EQ(1, AskKey("HKLM\\Software\\Microsoft"));
-  EXPECT_EQ(1, AskKey("HKEY_LOCAL_MACHINE\\SOFTWARE\\microsoft"));
-  EXPECT_EQ(0, AskKey("HKEY_CURRENT_USER\\Software"));
-  EXPECT_EQ(1, AskKey("HKCU\\Software"));
-  EXPECT_EQ(0, AskKey("HKLM\\system"));
-  EXPECT_EQ(1, AskKey("HKEY_LOCAL_MACHINE\\SYSTEM"));
-  // The root designation is compared with its exact case: a lower-case long form is
-  // neither shortened nor found.
-  EXPECT_EQ(0, AskKey("hkey_local_machine\\Software\\Microsoft"));
-  EXPECT_EQ(0, AskKey("hkey_local_machine\\Software\\Microsoft"));
-}
-
-TEST_F(ProtectedMatching, AKeyListedOnlyAsALeafNeverMatchesByName) {
+TEST_F(ProtectedMatching, RegistryKeys) {
+  // The first HKLM key listed only as a leaf (its next line is not below it).
   std::string leaf;
-  for (size_t i = 0; i + 1 < m_Keys.size() && leaf.empty(); ++i) {
-    const std::string& line = m_Keys[i];
-    if (line.compare(0, 5, "HKLM\\") == 0 && m_Keys[i + 1].compare(0, line.size() + 1, line + "\\") != 0) leaf = line;
-  }
+  for (size_t i = 0; i + 1 < keys.size() && leaf.empty(); ++i)
+    if (keys[i].compare(0, 5, "HKLM\\") == 0 && keys[i + 1].compare(0, keys[i].size() + 1, keys[i] + "\\") != 0)
+      leaf = "HKEY_LOCAL_MACHINE" + keys[i].substr(4);
   ASSERT_FALSE(leaf.empty());
-  const std::string longForm = "HKEY_LOCAL_MACHINE" + leaf.substr(4);
-  EXPECT_EQ(0, AskKey(longForm)) << leaf;
-  EXPECT_EQ(0, AskKey(longForm)) << leaf;
-  EXPECT_EQ(1, AskKey(longForm + "\r")) << leaf;
+  const struct {
+    std::string key;
+    Answers answers;
+  } cases[] = {
+      {"HKEY_LOCAL_MACHINE\\Software\\Microsoft", {0, 1}},  // an ancestor, by the long form
+      {"HKLM\\SOFTWARE\\microsoft", {1, 1}},                // the same node, by the short form
+      {"HKEY_CURRENT_USER\\Software", {0, 1}},
+      {"hkey_local_machine\\System", {0, 0}},  // the root's case counts: not shortened
+      {leaf, {0, 0}},
+      {leaf + "\r", {1, 1}},
+      {"HKEY_USERS\\.DEFAULT\\Software", {0, 0}},  // other roots stand as they are
+      {"HKEY_CLASSES_ROOT\\.txt", {0, 0}},
+      {"HKEY_CURRENT_CONFIG\\System", {0, 0}},
+  };
+  for (const auto& c : cases) EXPECT_EQ(c.answers, Twice(c.key)) << c.key;
 }
 
-TEST_F(ProtectedMatching, OtherRootsAreLookedUpAsTheyStand) {
-  for (const char* key : {"HKEY_USERS\\.DEFAULT\\Software", "HKEY_CLASSES_ROOT\\.txt", "HKEY_CURRENT_CONFIG\\System",
-                          "HKU\\.DEFAULT", "HKCR"}) {
-    EXPECT_EQ(0, AskKey(key)) << key;
-    EXPECT_EQ(0, AskKey(key)) << key;
-  }
-}
-
-TEST_F(ProtectedMatching, IsProtectedAsksByTheObjectsFullPath) {
-  std::string kernel = SystemDir() + "kernel32.dll";
-  EXPECT_EQ(1, m_Db.File(kernel)->IsProtected());
-  EXPECT_EQ(1, m_Db.File(Lower(kernel))->IsProtected());
-  EXPECT_EQ(0, m_Db.File(SystemDir() + "not-a-system-file.dll")->IsProtected());
-  // No full path: a name-only file, a file without parent, an empty handle.
-  CVKUObject* vfile = m_Db.get()->AddObject(const_cast<char*>("kernel32.dll"), VKU_TYPE_VFILE, 0, 0, nullptr, 0);
-  ASSERT_NE(nullptr, vfile);
-  EXPECT_EQ(0, vfile->IsProtected());
-  vfile->Release();
-  CVKUObject* orphan = m_Db.get()->AddObject(const_cast<char*>("kernel32.dll"), 2, 0, 0, nullptr, 0);
-  ASSERT_NE(nullptr, orphan);
-  EXPECT_EQ(0, orphan->IsProtected());
-  orphan->Release();
-  CVKUObject empty;
-  EXPECT_EQ(0, empty.IsProtected());
+TEST_F(ProtectedMatching, ObjectsAnswerByTheirFullPath) {
+  EXPECT_EQ(1, db.File(SystemDir() + "kernel32.dll")->IsProtected());
+  EXPECT_EQ(0, db.File(SystemDir() + "not-a-system-file.dll")->IsProtected());
+  EXPECT_EQ(0, db.Add("kernel32.dll", VKU_TYPE_VFILE)->IsProtected());  // no full path
+  EXPECT_EQ(0, db.Add("kernel32.dll", 2)->IsProtected());               // no parent
+  EXPECT_EQ(0, CVKUObject().IsProtected());
 }

@@ -1,8 +1,7 @@
 // Helpers of the Windows tests of the protected lists: the lists as the library holds
-// them (read from its resources and inflated with zlib, independently of qfpack.dll),
-// their lines expanded as the system's directories give them, the release's pair of
-// resources, scratch folders beside the test program, and registry objects in the
-// link database.
+// them (its resources, inflated with zlib, independently of qfpack.dll), file lines as
+// full paths, the release's pair, qfpack.dll itself, scratch folders beside the test
+// program, and chains of objects in the link database.
 #ifndef VKLINKDB_TESTS_PROTECT_LIST_SUPPORT_H_
 #define VKLINKDB_TESTS_PROTECT_LIST_SUPPORT_H_
 
@@ -19,8 +18,7 @@
 
 namespace listtest {
 
-// The file and registry resource ids for a release (0: none): the table the library
-// must follow, written out here from its documentation.
+// The resource ids a release must answer from (0: none), as documented.
 struct Pair {
   int files, keys;
 };
@@ -31,87 +29,78 @@ inline Pair ExpectedPair(ostype release) {
 const int kFileIds[] = {101, 102, 103, 104, 105};
 const int kKeyIds[] = {110, 111, 112, 113, 114};
 
-// Raw inflation of a resource payload (4-byte length, raw deflate); empty on failure.
-inline std::string InflatePayload(const unsigned char* data, size_t size) {
-  if (size < 4) return std::string();
-  uint32_t length = data[0] | data[1] << 8 | data[2] << 16 | static_cast<uint32_t>(data[3]) << 24;
-  std::string text(length, '\0');
+// The text of one list resource of `module`, inflated with zlib; empty on failure.
+inline std::string ResourceText(HMODULE module, int id, const char* type) {
+  HRSRC info = FindResourceA(module, MAKEINTRESOURCEA(id), type);
+  const unsigned char* p = info ? static_cast<const unsigned char*>(LockResource(LoadResource(module, info))) : 0;
+  DWORD size = info ? SizeofResource(module, info) : 0;
+  if (!p || size < 4) return std::string();
+  std::string text(p[0] | p[1] << 8 | p[2] << 16 | static_cast<uint32_t>(p[3]) << 24, '\0');
   z_stream s;
   std::memset(&s, 0, sizeof s);
-  if (inflateInit2(&s, -MAX_WBITS) != Z_OK) return std::string();
-  s.next_in = const_cast<Bytef*>(data + 4);
-  s.avail_in = static_cast<uInt>(size - 4);
+  inflateInit2(&s, -MAX_WBITS);
+  s.next_in = const_cast<Bytef*>(p + 4);
+  s.avail_in = size - 4;
   s.next_out = reinterpret_cast<Bytef*>(&text[0]);
-  s.avail_out = length;
+  s.avail_out = static_cast<uInt>(text.size());
   int rc = inflate(&s, Z_FINISH);
   inflateEnd(&s);
   return rc == Z_STREAM_END ? text : std::string();
 }
 
-// The text of one list resource of `module`.
-inline std::string ResourceText(HMODULE module, int id, const char* type) {
-  HRSRC info = FindResourceA(module, MAKEINTRESOURCEA(id), type);
-  if (!info) return std::string();
-  HGLOBAL loaded = LoadResource(module, info);
-  const unsigned char* data = static_cast<const unsigned char*>(LockResource(loaded));
-  return data ? InflatePayload(data, SizeofResource(module, info)) : std::string();
-}
-
 // The lines of a list text without their CR LF (the empty separator line included).
 inline std::vector<std::string> Lines(const std::string& text) {
   std::vector<std::string> lines;
-  size_t start = 0;
-  while (start < text.size()) {
-    size_t lf = text.find('\n', start);
+  for (size_t start = 0, lf; start < text.size(); start = lf + 1) {
+    lf = text.find('\n', start);
     if (lf == std::string::npos) lf = text.size();
-    std::string line = text.substr(start, lf - start);
-    if (!line.empty() && line.back() == '\r') line.pop_back();
-    lines.push_back(line);
-    start = lf + 1;
+    lines.push_back(text.substr(start, lf - start - (lf > start && text[lf - 1] == '\r')));
   }
   return lines;
 }
 
-inline std::string WithBackslash(std::string dir) {
-  if (!dir.empty() && dir.back() != '\\') dir += '\\';
-  return dir;
-}
-inline std::string WindowsDir() {
+inline std::string SystemPlace(UINT (WINAPI* query)(LPSTR, UINT)) {
   char buffer[MAX_PATH];
-  UINT n = GetWindowsDirectoryA(buffer, sizeof buffer);
-  return WithBackslash(std::string(buffer, n));
+  std::string dir(buffer, query(buffer, sizeof buffer));
+  return dir.empty() || dir.back() == '\\' ? dir : dir + "\\";
 }
-inline std::string SystemDir() {
-  char buffer[MAX_PATH];
-  UINT n = GetSystemDirectoryA(buffer, sizeof buffer);
-  return WithBackslash(std::string(buffer, n));
-}
+inline std::string WindowsDir() { return SystemPlace(GetWindowsDirectoryA); }
+inline std::string SystemDir() { return SystemPlace(GetSystemDirectoryA); }
 
-// A file line as a full path (both variables in the case the lists use).
+// A file line as a full path; empty for a line without a variable.
 inline std::string ExpandedPath(const std::string& line) {
   if (line.compare(0, 13, "%WindowsDir%\\") == 0) return WindowsDir() + line.substr(13);
   if (line.compare(0, 12, "%SystemDir%\\") == 0) return SystemDir() + line.substr(12);
   return std::string();
 }
 
-// Case-insensitive sets of paths.
 struct NoCase {
   bool operator()(const std::string& a, const std::string& b) const { return _stricmp(a.c_str(), b.c_str()) < 0; }
 };
 typedef std::set<std::string, NoCase> PathSet;
 
-inline std::string ModuleDir(HMODULE module) {
+inline std::string ModulePath(HMODULE module) {
   char buffer[MAX_PATH];
-  DWORD n = GetModuleFileNameA(module, buffer, sizeof buffer);
-  std::string path(buffer, n);
+  return std::string(buffer, GetModuleFileNameA(module, buffer, sizeof buffer));
+}
+inline std::string ModuleDir(HMODULE module) {
+  std::string path = ModulePath(module);
   return path.substr(0, path.find_last_of('\\') + 1);
 }
-inline std::string ModuleName(HMODULE module) {
-  char buffer[MAX_PATH];
-  DWORD n = GetModuleFileNameA(module, buffer, sizeof buffer);
-  std::string path(buffer, n);
-  return path.substr(path.find_last_of('\\') + 1);
-}
+inline std::string ModuleName(HMODULE module) { return ModulePath(module).substr(ModuleDir(module).size()); }
+
+// qfpack.dll loaded by its path for the life of the object.
+struct Decompressor {
+  typedef int(__cdecl* Fn)(const void*, int, void*, int);
+  explicit Decompressor(const std::string& path) : module(LoadLibraryA(path.c_str())), fn(0) {
+    if (module) fn = reinterpret_cast<Fn>(reinterpret_cast<void (*)()>(GetProcAddress(module, "QfUnCompress")));
+  }
+  ~Decompressor() {
+    if (module) FreeLibrary(module);
+  }
+  HMODULE module;
+  Fn fn;
+};
 
 // A folder beside the test program, removed with everything in it at the end, as far
 // as the system lets: a hard link to a file this process has mapped (its program, its
@@ -125,19 +114,16 @@ class ScratchFolder {
   ~ScratchFolder() {
     WIN32_FIND_DATAA found;
     HANDLE find = FindFirstFileA((m_Path + "*").c_str(), &found);
-    if (find != INVALID_HANDLE_VALUE) {
-      do {
-        if (!(found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY)) DeleteFileA((m_Path + found.cFileName).c_str());
-      } while (FindNextFileA(find, &found));
-      FindClose(find);
-    }
+    for (BOOL more = find != INVALID_HANDLE_VALUE; more; more = FindNextFileA(find, &found))
+      DeleteFileA((m_Path + found.cFileName).c_str());
+    if (find != INVALID_HANDLE_VALUE) FindClose(find);
     RemoveDirectoryA(m_Path.c_str());
   }
   const std::string& Path() const { return m_Path; }
-  // Puts a file of the test program's folder into this one, under `as` if given: a
-  // hard link where the file system allows one (the runtime libraries are large), else
-  // a copy. A library to be loaded beside its original in one process must be a copy:
-  // the loader takes a link to a loaded file for the module already loaded.
+  // Puts a file of the test program's folder here, under `as` if given: a hard link
+  // where the file system allows one (the runtime libraries are large), else a copy. A
+  // library loaded beside its original in one process must be a copy: the loader takes
+  // a link to a loaded file for the module already loaded.
   bool Take(const std::string& name, const std::string& as = std::string(), bool copy = false) const {
     std::string from = ModuleDir(nullptr) + name, to = m_Path + (as.empty() ? name : as);
     return (!copy && CreateHardLinkA(to.c_str(), from.c_str(), nullptr)) || CopyFileA(from.c_str(), to.c_str(), FALSE);
@@ -149,36 +135,31 @@ class ScratchFolder {
   std::string m_Path;
 };
 
-// The link database, attached in a scratch folder and never written back.
+// The link database attached in a scratch folder, never written back, and objects in it.
 class ScratchDatabase {
  public:
-  ScratchDatabase() : m_Folder("db"), m_pDatabase(AttachDatabase(const_cast<char*>(m_Folder.Path().c_str()))) {
-    if (m_pDatabase) m_pDatabase->SetSaveFlag(0);
+  ScratchDatabase() : m_Folder("db"), m_pDb(AttachDatabase(const_cast<char*>(m_Folder.Path().c_str()))) {
+    if (m_pDb) m_pDb->SetSaveFlag(0);
   }
   ~ScratchDatabase() {
     for (CVKUObject* o : m_Objects) o->Release();
-    if (m_pDatabase) m_pDatabase->Release();
+    if (m_pDb) m_pDb->Release();
   }
-  CVKUDatabase* get() const { return m_pDatabase; }
-
-  // A chain of objects spelling `path`: the first component a root of `rootType`, each
-  // later one of `childType` linked to its parent by a parent link; the last object.
-  CVKUObject* Chain(const std::string& path, unsigned long rootType, unsigned long childType,
-                    unsigned long leafType) {
-    std::vector<std::string> parts;
-    size_t start = 0;
-    for (;;) {
-      size_t cut = path.find('\\', start);
-      parts.push_back(path.substr(start, cut == std::string::npos ? std::string::npos : cut - start));
-      if (cut == std::string::npos) break;
-      start = cut + 1;
-    }
+  CVKUDatabase* get() const { return m_pDb; }
+  CVKUObject* Add(const std::string& name, unsigned long type) {
+    CVKUObject* o = m_pDb->AddObject(const_cast<char*>(name.c_str()), type, 0, 0, nullptr, 0);
+    if (o) m_Objects.push_back(o);
+    return o;
+  }
+  // A chain spelling `path`: a root of `rootType`, then objects of `type` (the last of
+  // `leafType`), each the target of a parent link from the one before; the last one.
+  CVKUObject* Chain(const std::string& path, unsigned long rootType, unsigned long type, unsigned long leafType) {
     CVKUObject* parent = nullptr;
-    for (size_t i = 0; i < parts.size(); ++i) {
-      unsigned long type = i == 0 ? rootType : (i + 1 == parts.size() ? leafType : childType);
-      CVKUObject* o = m_pDatabase->AddObject(const_cast<char*>(parts[i].c_str()), type, 0, 0, nullptr, 0);
+    for (size_t start = 0, cut = 0; cut != std::string::npos; start = cut + 1) {
+      cut = path.find('\\', start);
+      CVKUObject* o = Add(path.substr(start, cut == std::string::npos ? cut : cut - start),
+                          !parent ? rootType : cut == std::string::npos ? leafType : type);
       if (!o) return nullptr;
-      m_Objects.push_back(o);
       if (parent) parent->LinkTo(o, VKU_LINK_PARENT, 0, 0, nullptr);
       parent = o;
     }
@@ -189,7 +170,7 @@ class ScratchDatabase {
 
  private:
   ScratchFolder m_Folder;
-  CVKUDatabase* m_pDatabase;
+  CVKUDatabase* m_pDb;
   std::vector<CVKUObject*> m_Objects;
 };
 

@@ -1,7 +1,6 @@
-// Options of the protected-list test program beyond gtest's own:
-//   --lists=DIR      the list builder's output to check (ListBuilder tests)
-//   --expect-empty   the lists must not have loaded (a copy run without a working
-//                    qfpack.dll beside its library)
+// The test program's own options: --lists=DIR, the list builder's output to check;
+// --expect-empty, the lists must not have loaded (a copy run beside no working
+// qfpack.dll).
 #ifndef VKLINKDB_TESTS_PROTECT_TEST_OPTIONS_H_
 #define VKLINKDB_TESTS_PROTECT_TEST_OPTIONS_H_
 

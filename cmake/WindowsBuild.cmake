@@ -11,6 +11,7 @@ find_package(ZLIB REQUIRED)
 
 file(GLOB_RECURSE UTILS_SOURCES CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/Utils/*.cpp)
 file(GLOB PROTECT_SOURCES CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/Protect/*.cpp ${CMAKE_SOURCE_DIR}/Protect/*.rc)
+list(FILTER PROTECT_SOURCES EXCLUDE REGEX "Posix\\.cpp$")
 
 add_library(VKLinkDB SHARED
   ${LINKDB_SOURCES}
@@ -185,3 +186,6 @@ target_sources(paths_bench PRIVATE ${CMAKE_SOURCE_DIR}/Utils/System/PathText.cpp
 target_include_directories(paths_bench PRIVATE ${CMAKE_SOURCE_DIR}/Utils/System)
 # The shell's link object, called directly beside ResolveLinkFile.
 target_link_libraries(tree_bench PRIVATE ole32 uuid)
+
+# The protected lists: qfpack.dll, the list resources, their tests and benchmark.
+include(${CMAKE_SOURCE_DIR}/cmake/ProtectWindows.cmake)

@@ -9,6 +9,7 @@
 #   lib/pkgconfig/       VKLinkDB.pc
 #   include/             the public headers, by their own names
 #   share/doc/VKLinkDB/  the interface documents
+#   share/VKLinkDB/      the texts of the embedded protected lists, with their licence
 #   README.txt           what is in the archive and how to use it
 if(CMAKE_SIZEOF_VOID_P EQUAL 8)
   set(VKL_FLAVOUR win64)
@@ -85,8 +86,12 @@ endforeach()
 
 install(FILES ${CMAKE_SOURCE_DIR}/docs/linkdb-api.md ${CMAKE_SOURCE_DIR}/docs/msvc-clients.md
               ${CMAKE_SOURCE_DIR}/docs/store-format.md ${CMAKE_SOURCE_DIR}/docs/system-utils.md
-              ${CMAKE_SOURCE_DIR}/docs/paths-and-files.md
+              ${CMAKE_SOURCE_DIR}/docs/paths-and-files.md ${CMAKE_SOURCE_DIR}/docs/protected-lists.md
         DESTINATION share/doc/VKLinkDB)
+# The protected lists embedded in the DLL are derived from Wine and distributed under
+# its licence (LGPL 2.1 or later): their texts, the form in which they are edited, and
+# the licence go with every copy of the DLL.
+install(DIRECTORY ${CMAKE_SOURCE_DIR}/Protect/lists/ DESTINATION share/VKLinkDB/protected-lists)
 
 # ---- the CMake package and the pkg-config file ----------------------------------------
 include(CMakePackageConfigHelpers)

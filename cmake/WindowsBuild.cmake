@@ -19,7 +19,9 @@ add_library(VKLinkDB SHARED
   ${CMAKE_SOURCE_DIR}/LinkDB/DllMain.cpp
   ${UTILS_SOURCES} ${PROTECT_SOURCES})
 set_target_properties(VKLinkDB PROPERTIES PREFIX "" OUTPUT_NAME VKLinkDB)
-target_include_directories(VKLinkDB PUBLIC ${CMAKE_SOURCE_DIR}/Include PRIVATE ${CMAKE_SOURCE_DIR}/LinkDB)
+target_include_directories(VKLinkDB PUBLIC $<BUILD_INTERFACE:${CMAKE_SOURCE_DIR}/Include>
+                                          $<BUILD_INTERFACE:${VKL_GENERATED_INCLUDE}>
+                                   PRIVATE ${CMAKE_SOURCE_DIR}/LinkDB)
 target_compile_definitions(VKLinkDB PRIVATE VKLINKDB_BUILD)
 # ole32: the shell's link object (COM) for shortcuts.
 target_link_libraries(VKLinkDB PRIVATE ZLIB::ZLIB ole32)

@@ -24,14 +24,13 @@
 #include <vector>
 
 #include "CUtilsPath"
-#include "ScratchDir.h"
+#include "Scratch.h"
+#include "TestSupport.h"
 
 namespace {
 
 using UTILS::CUtilsPath;
 using UTILS::UtilsString;
-
-UtilsString U(const std::string& s) { return UtilsString(s.c_str()); }
 
 const char kProduct[] = "{7AD930BA-CB39-4372-85B5-B03D3E9225D4}";
 const char kMainComponent[] = "{FB335959-9A3F-4498-B8E9-09E646020BC9}";
@@ -153,7 +152,7 @@ std::string ShellPath(const std::string& link, DWORD flags) {
 std::string Resolve(CUtilsPath& path, const std::string& link, int longName) {
   UtilsString target("untouched");
   int found = path.ResolveLinkFile(U(link), target, longName);
-  return found ? target.GetSTLString() : "(0:" + target.GetSTLString() + ")";
+  return found ? Str(target) : "(0:" + Str(target) + ")";
 }
 
 // Runs a command line and answers its exit code.
@@ -237,7 +236,7 @@ TEST_F(Links, PlainLinkRoundTripInEveryForm) {
   CUtilsPath own(U(link));
   UtilsString out;
   EXPECT_EQ(1, own.ResolveLinkFile(out, 0));
-  EXPECT_EQ(shortForm, out.GetSTLString());
+  EXPECT_EQ(shortForm, Str(out));
   EXPECT_EQ(1, own.ResolveLinkFile(buffer, 1));
   EXPECT_EQ(target, buffer);
   EXPECT_EQ(1, own.ResolveLinkFile(1));

@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "DiskIoFailure.h"
+#include "TestSupport.h"
 #include "diskio"
 
 namespace {
@@ -67,7 +67,7 @@ TEST(RawDisk, DeviceFunctionsRefuseOnTheNTLineBeforeTheHandle) {
     EXPECT_EQ(nt ? 13u : 99u, failure.category) << f.first;
     if (!nt) continue;
     EXPECT_EQ(1151u, device.get_error());
-    EXPECT_EQ(Record(failure, std::string(f.first) + " - This function requires standard "
+    EXPECT_EQ(failure.Expected(std::string(f.first) + " - This function requires standard "
                                                      "Windows.  Cannot Execute on NT."),
               failure.what);
   }
@@ -85,12 +85,12 @@ TEST(RawDisk, CarryLeftSetThrowsEvenWhenTheCallSucceeded) {
   };
   Failure read = Fails([&] { device.DeviceRead(request, 2); });
   EXPECT_EQ(11u, read.category);
-  EXPECT_EQ(Record(read, "DiskIO::DeviceRead - VWIN32_DIOC_DOS_INT25, Disk:  2; sector:  100; "
+  EXPECT_EQ(read.Expected("DiskIO::DeviceRead - VWIN32_DIOC_DOS_INT25, Disk:  2; sector:  100; "
                          "sectors to read:  8", false),
             read.what);
   Failure write = Fails([&] { device.DeviceWrite(request, 3); });
   EXPECT_EQ(0x15u, write.error);
-  EXPECT_EQ(Record(write, "DiskIO::DeviceWrite - VWIN32_DIOC_DOS_INT26, Disk:  3; sector:  100; "
+  EXPECT_EQ(write.Expected("DiskIO::DeviceWrite - VWIN32_DIOC_DOS_INT26, Disk:  3; sector:  100; "
                           "sectors to write:  8", false),
             write.what);
   // The block the services get: the request's address, the request-block form, the
@@ -142,7 +142,7 @@ TEST(RawDisk, AFailedControlTakesItsErrorFromTheReplyShape) {
     Failure f = Fails([&] { device.DeviceControl(c.code, c.in, c.inSize, c.out, c.outSize); });
     EXPECT_EQ(c.error, device.get_error());
     EXPECT_EQ(c.outSize, device.GetBytesRead());
-    EXPECT_EQ(Record(f, "DiskIO::DeviceControl - Cannot Execute Device Cmd " +
+    EXPECT_EQ(f.Expected("DiskIO::DeviceControl - Cannot Execute Device Cmd " +
                             std::to_string(c.code), c.code == 13),
               f.what);
   }

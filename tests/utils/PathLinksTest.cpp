@@ -1,18 +1,12 @@
-// Shortcut resolution against a real Windows Installer package: the package the build
-// makes with wixl (tests/utils/packages/LinkTest.wxs) is installed with msiexec for
-// the Links tests and removed afterwards. Each advertised case is set up so that
-// exactly one way can answer, and Wine's own calls (MsiGetShortcutTargetA,
-// MsiGetComponentPathA, GetShortPathNameA, the shell's link object) say what the
-// answer must be:
-//  - the link Wine's installer wrote: a plain link (icon location in UTF-16 only);
-//  - a link whose path is the installer's "::{9db1186e-...}:<descriptor>::" form, for
-//    which Wine stores the installer data block: the documented call answers;
-//  - an ANSI link carrying the icon location "...\Installer\{product}\icon": the byte
-//    search and the package query answer (an icon shared by two file components, or
-//    one whose component's key path is a registry value, gives nothing);
-//  - the data-block link while another program holds it open for writing: the
-//    documented call (which denies writers) and the byte search cannot open it, the
-//    data block read through IShellLinkDataList answers.
+// Shortcut resolution against a real Windows Installer package (tests/utils/packages/
+// LinkTest.wxs, built with wixl, installed with msiexec for the Links tests and removed
+// afterwards). Each advertised case is set up so that exactly one way can answer, and
+// Wine's own calls (MsiGetShortcutTargetA, MsiGetComponentPathA, GetShortPathNameA, the
+// shell's link object) say what the answer must be: the link Wine's installer wrote is
+// a plain link; a "::{9db1186e-...}:<descriptor>::" link carries the installer data
+// block (the documented call answers, or, while another program holds the link open
+// for writing, only IShellLinkDataList); an ANSI link with the icon location
+// "...\Installer\{product}\icon" is answered by the byte search and the package query.
 // LinksWithoutInstaller runs in a copy started with MSI.DLL disabled.
 #include <gtest/gtest.h>
 #include <shlobj.h>

@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
+#include <filesystem>
 #include <string>
 
 namespace scratch {
@@ -20,20 +21,12 @@ inline std::string UniqueName() {
 
 // Removes `path` and everything below it, read-only entries included.
 inline void RemoveTree(const std::string& path) {
-  WIN32_FIND_DATAA data;
-  HANDLE find = FindFirstFileA((path + "\\*").c_str(), &data);
-  for (bool more = find != INVALID_HANDLE_VALUE; more; more = FindNextFileA(find, &data)) {
-    std::string name = data.cFileName, full = path + "\\" + name;
-    if (name == "." || name == "..") continue;
-    SetFileAttributesA(full.c_str(), FILE_ATTRIBUTE_NORMAL);
-    if (data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY)
-      RemoveTree(full);
-    else
-      DeleteFileA(full.c_str());
-  }
-  if (find != INVALID_HANDLE_VALUE) FindClose(find);
+  std::error_code error;
   SetFileAttributesA(path.c_str(), FILE_ATTRIBUTE_NORMAL);
-  RemoveDirectoryA(path.c_str());
+  for (std::filesystem::recursive_directory_iterator it(path, error), end; it != end;
+       it.increment(error))
+    SetFileAttributesA(it->path().string().c_str(), FILE_ATTRIBUTE_NORMAL);
+  std::filesystem::remove_all(path, error);
 }
 
 inline bool Exists(const std::string& path) {

@@ -115,8 +115,8 @@ TEST_F(DiskIo, OpenFailuresAgreeWithTheSystem) {
   };
   for (const auto& c : cases) {
     // The error a plain CreateFileA gives for the same arguments (0 when it opens).
-    HANDLE plain = CreateFileA(c.name.c_str(), c.access, c.share, nullptr, c.creation, 0x08000080,
-                               nullptr);
+    HANDLE plain =
+        CreateFileA(c.name.c_str(), c.access, c.share, nullptr, c.creation, 0x08000080, nullptr);
     DWORD error = plain == INVALID_HANDLE_VALUE ? GetLastError() : 0;
     if (plain != INVALID_HANDLE_VALUE) CloseHandle(plain);
     DiskIO file;
@@ -131,10 +131,10 @@ TEST_F(DiskIo, OpenFailuresAgreeWithTheSystem) {
     EXPECT_EQ(1u, f.category) << c.name;
     EXPECT_EQ(error, f.error) << c.name;
     EXPECT_EQ(error, file.get_error());
-    EXPECT_EQ(f.Expected("DiskIo::Open - CreateFile handle invalid trying to open file:  " + c.name +
-                         " in Non Overlapped mode with access " + std::to_string(c.access) +
-                         ", sharing " + std::to_string(c.share) + ", openflag " +
-                         std::to_string(c.creation)),
+    EXPECT_EQ(f.Expected(
+                  "DiskIo::Open - CreateFile handle invalid trying to open file:  " + c.name +
+                  " in Non Overlapped mode with access " + std::to_string(c.access) + ", sharing " +
+                  std::to_string(c.share) + ", openflag " + std::to_string(c.creation)),
               f.what);
   }
   CloseHandle(holder);
@@ -188,8 +188,8 @@ TEST_F(DiskIo, PositionTruncationAttributesAndDeletion) {
   EXPECT_EQ(5u, f.category);
   EXPECT_EQ(f.Expected("DiskIo::SetEndOfFile - SetEndOfFile could not set the end of file " + name),
             f.what);
-  HANDLE plain = CreateFileA(name.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0,
-                             nullptr);
+  HANDLE plain =
+      CreateFileA(name.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);
   EXPECT_FALSE(SetEndOfFile(plain));
   EXPECT_EQ(GetLastError(), f.error);
   CloseHandle(plain);
@@ -322,8 +322,9 @@ TEST_F(DiskIo, CopiesHoldTheirOwnHandlesAndAFailedCloseIsReported) {
   Failure f = Fails([&] { bogus.Close(); });
   EXPECT_EQ(4u, f.category);
   EXPECT_EQ(ERROR_INVALID_HANDLE, f.error);
-  EXPECT_EQ(f.Expected("DiskIO::Close() - CloseHandle in Non Overlapped mode could not close file "),
-            f.what);
+  EXPECT_EQ(
+      f.Expected("DiskIO::Close() - CloseHandle in Non Overlapped mode could not close file "),
+      f.what);
   EXPECT_TRUE(bogus.IsOpen());  // the handle is left as it was
   bogus.Use(nullptr);
 }

@@ -31,13 +31,14 @@ TEST(StdException, RecordsFromNumbersAndFromTexts) {
       {{"X", "F", 1, 2, 0, 1}, "File:  F; Line Number:  2" + name + "1; Error Condition:  X"},
       {{UtilsString("C"), "F", 172, 518, 5, 0},
        "File:  F; Line Number:  518" + name + "172; Error Number: 5; Error Condition:  C"},
-      {{"C", "F", 173, 1029, 2, 1}, "File:  F; Line Number:  1029" + name +
-                                         "173; Error Number: 2; WinError Description: " +
-                                         description.GetSTLString() + "; Error Condition:  C"},
+      {{"C", "F", 173, 1029, 2, 1},
+       "File:  F; Line Number:  1029" + name + "173; Error Number: 2; WinError Description: " +
+           description.GetSTLString() + "; Error Condition:  C"},
       // An error the system has no text for leaves the description empty.
-      {{"C", "F", 1, 1, 0x2FFFFFFF, 1}, "File:  F; Line Number:  1" + name +
-                                             "1; Error Number: 805306367; WinError Description: "
-                                             "; Error Condition:  C"},
+      {{"C", "F", 1, 1, 0x2FFFFFFF, 1},
+       "File:  F; Line Number:  1" + name +
+           "1; Error Number: 805306367; WinError Description: "
+           "; Error Condition:  C"},
       {{UtilsString("cond"), UtilsString("file"), UtilsString("204"), UtilsString("12"),
         UtilsString("3")},
        "File:  file; Line Number:  12" + name + "204; Error Number: 3; Error Condition:  cond"},
@@ -57,7 +58,8 @@ TEST(StdException, CopiesNamesAndRaisingACopyOfTheBase) {
   assigned = copy;
   assigned = assigned;
   EXPECT_STREQ(derived.what(), assigned.what());
-  EXPECT_NE(std::string::npos, std::string(copy.what()).find("Exception Name:  UTILS::std_exception;"));
+  EXPECT_NE(std::string::npos,
+            std::string(copy.what()).find("Exception Name:  UTILS::std_exception;"));
   try {
     derived.Raise();
     FAIL() << "nothing thrown";

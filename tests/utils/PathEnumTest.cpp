@@ -200,9 +200,11 @@ TEST_F(Tree, SubDirFolderIsThePathRelativeToTheCurrentDirectory) {
   char saved[MAX_PATH];
   GetCurrentDirectoryA(sizeof saved, saved);
   ASSERT_TRUE(SetCurrentDirectoryA(In("Sub Dir\\nested").c_str()));
-  for (const auto& c : std::vector<std::pair<std::string, std::string>>{
-           {"Sub Dir\\nested\\empty\\x", "\\empty\\x"}, {"Sub Dir\\nested", ""},
-           {"Sub Dir\\other\\y", "..\\other\\y"}, {"x.txt", "..\\..\\x.txt"}}) {
+  for (const auto& c :
+       std::vector<std::pair<std::string, std::string>>{{"Sub Dir\\nested\\empty\\x", "\\empty\\x"},
+                                                        {"Sub Dir\\nested", ""},
+                                                        {"Sub Dir\\other\\y", "..\\other\\y"},
+                                                        {"x.txt", "..\\..\\x.txt"}}) {
     UtilsString folder("untouched");
     char text[MAX_PATH] = "untouched";
     CUtilsPath path(U(In(c.first)));

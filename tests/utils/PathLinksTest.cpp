@@ -63,7 +63,7 @@ struct Installer {
     char path[MAX_PATH] = "";
     DWORD size = sizeof path;
     Get<int(WINAPI*)(LPCSTR, LPCSTR, LPSTR, DWORD*)>("MsiGetComponentPathA")(kProduct, component,
-                                                                              path, &size);
+                                                                             path, &size);
     return path;
   }
   std::string Decompose(const std::string& descriptor) {
@@ -83,7 +83,8 @@ std::string Packed(const char* guid) {
   unsigned int d2, d3, b[8];
   std::sscanf(guid, "{%8lx-%4x-%4x-%2x%2x-%2x%2x%2x%2x%2x%2x}", &d1, &d2, &d3, &b[0], &b[1], &b[2],
               &b[3], &b[4], &b[5], &b[6], &b[7]);
-  DWORD words[4] = {static_cast<DWORD>(d1), d2 | (d3 << 16), b[0] | b[1] << 8 | b[2] << 16 | b[3] << 24,
+  DWORD words[4] = {static_cast<DWORD>(d1), d2 | (d3 << 16),
+                    b[0] | b[1] << 8 | b[2] << 16 | b[3] << 24,
                     b[4] | b[5] << 8 | b[6] << 16 | b[7] << 24};
   std::string packed;
   for (DWORD word : words)
@@ -210,7 +211,8 @@ class Links : public scratch::Dir {
 DWORD Links::s_InstallResult = 1;
 
 TEST_F(Links, PlainLinkRoundTripInEveryForm) {
-  const std::string dir = In("Long Directory Name"), target = dir + "\\a target with a long name.text";
+  const std::string dir = In("Long Directory Name"),
+                    target = dir + "\\a target with a long name.text";
   CreateDirectoryA(dir.c_str(), nullptr);
   scratch::MakeFile(target, "target");
   const std::string link = In("plain link.lnk");
@@ -236,7 +238,8 @@ TEST_F(Links, PlainLinkRoundTripInEveryForm) {
   EXPECT_EQ(1, own.ResolveLinkFile(1));
   EXPECT_EQ(target, own.GetPath());
   CUtilsPath key(U("HKCU\\Software"));
-  EXPECT_EQ(0, key.ResolveLinkFile(out, 1) + key.ResolveLinkFile(buffer, 1) + key.ResolveLinkFile(1));
+  EXPECT_EQ(0,
+            key.ResolveLinkFile(out, 1) + key.ResolveLinkFile(buffer, 1) + key.ResolveLinkFile(1));
   EXPECT_STREQ("HKCU\\Software", key.GetPath());
 }
 

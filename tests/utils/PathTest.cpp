@@ -249,7 +249,10 @@ TEST_F(Path, SystemPlacesMatchTheSystemAndBuffersAreOverwritten) {
   ASSERT_EQ(1, CUtilsPath(U("..")).SetCurrentDirectoryA());
   EXPECT_EQ(current, CUtilsPath::GetCurrentDirectoryA());
   EXPECT_EQ(In("a\\b"), current);
-  std::thread([] { CUtilsPath::GetCurrentDir(); SetCurrentDirectoryA("C:\\"); }).join();
+  std::thread([] {
+    CUtilsPath::GetCurrentDir();
+    SetCurrentDirectoryA("C:\\");
+  }).join();
   EXPECT_EQ(In("a\\b"), current) << "another thread's call wrote into this thread's buffer";
   SetCurrentDirectoryA(m_Cwd.c_str());
   EXPECT_EQ(0, CUtilsPath(U("HKLM\\Software")).SetCurrentDir());

@@ -68,7 +68,7 @@ TEST(RawDisk, DeviceFunctionsRefuseOnTheNTLineBeforeTheHandle) {
     if (!nt) continue;
     EXPECT_EQ(1151u, device.get_error());
     EXPECT_EQ(failure.Expected(std::string(f.first) + " - This function requires standard "
-                                                     "Windows.  Cannot Execute on NT."),
+                                                      "Windows.  Cannot Execute on NT."),
               failure.what);
   }
   EXPECT_EQ(nt ? 0u : 5u, device.calls.size());
@@ -86,12 +86,14 @@ TEST(RawDisk, CarryLeftSetThrowsEvenWhenTheCallSucceeded) {
   Failure read = Fails([&] { device.DeviceRead(request, 2); });
   EXPECT_EQ(11u, read.category);
   EXPECT_EQ(read.Expected("DiskIO::DeviceRead - VWIN32_DIOC_DOS_INT25, Disk:  2; sector:  100; "
-                         "sectors to read:  8", false),
+                          "sectors to read:  8",
+                          false),
             read.what);
   Failure write = Fails([&] { device.DeviceWrite(request, 3); });
   EXPECT_EQ(0x15u, write.error);
   EXPECT_EQ(write.Expected("DiskIO::DeviceWrite - VWIN32_DIOC_DOS_INT26, Disk:  3; sector:  100; "
-                          "sectors to write:  8", false),
+                           "sectors to write:  8",
+                           false),
             write.what);
   // The block the services get: the request's address, the request-block form, the
   // drive, and carry preset.
@@ -128,18 +130,19 @@ TEST(RawDisk, AFailedControlTakesItsErrorFromTheReplyShape) {
     void *in, *out;
     unsigned long inSize, outSize, error;
   } cases[] = {
-      {12, &request, &reply, 11, 518, 0x42},          // the reply's last byte
-      {4, &registers, &registers, 28, 28, 0x7E},      // the BIOS service's register block: AH
-      {2, &registers, &registers, 28, 28, 0x7E01},    // any other register block: AX
-      {13, &in, &out, 9, 9, ERROR_NOT_READY},         // no known shape: the system's error
+      {12, &request, &reply, 11, 518, 0x42},        // the reply's last byte
+      {4, &registers, &registers, 28, 28, 0x7E},    // the BIOS service's register block: AH
+      {2, &registers, &registers, 28, 28, 0x7E01},  // any other register block: AX
+      {13, &in, &out, 9, 9, ERROR_NOT_READY},       // no known shape: the system's error
   };
   for (const auto& c : cases) {
     Failure f = Fails([&] { device.DeviceControl(c.code, c.in, c.inSize, c.out, c.outSize); });
     EXPECT_EQ(c.error, device.get_error());
     EXPECT_EQ(c.outSize, device.GetBytesRead());
-    EXPECT_EQ(f.Expected("DiskIO::DeviceControl - Cannot Execute Device Cmd " +
-                            std::to_string(c.code), c.code == 13),
-              f.what);
+    EXPECT_EQ(
+        f.Expected("DiskIO::DeviceControl - Cannot Execute Device Cmd " + std::to_string(c.code),
+                   c.code == 13),
+        f.what);
   }
   if (device.IsNT()) return;
   // Through the device functions on the 95 line: the same rule, before any carry test.
@@ -158,7 +161,8 @@ TEST(RawDisk, AFailedControlTakesItsErrorFromTheReplyShape) {
   ASSERT_EQ(1, device.DeviceWrite(bios, out));
   unsigned long table = Address(ids);
   std::vector<unsigned char> format = {1, 0x11, 0xFF};
-  for (int shift = 0; shift < 32; shift += 8) format.push_back(static_cast<unsigned char>(table >> shift));
+  for (int shift = 0; shift < 32; shift += 8)
+    format.push_back(static_cast<unsigned char>(table >> shift));
   format.insert(format.end(), {18, 0, 0, 0});
   ASSERT_EQ(3u, device.calls.size());
   EXPECT_EQ(12u, device.calls[0].code);

@@ -34,14 +34,15 @@ TEST(ReleaseProbe, MapsEveryVersionRecord) {
   const struct {
     unsigned long platform, major, minor;
     ostype expected;
-  } cases[] = {// the 95 line is told by the minor version alone
-               {1, 4, 0, OS_WIN95}, {1, 0, 0, OS_WIN95}, {1, 5, 10, OS_WIN98}, {1, 4, 90, OS_WINME},
-               {1, 9, 90, OS_WINME}, {1, 4, 1, OS_UNKNOWN},
-               // the NT line, cut off after 5.1
-               {2, 3, 51, OS_NT3}, {2, 4, 90, OS_NT4}, {2, 5, 0, OS_WIN2000}, {2, 5, 1, OS_WINXP},
-               {2, 5, 2, OS_UNKNOWN}, {2, 6, 1, OS_UNKNOWN}, {2, 10, 0, OS_UNKNOWN},
-               // Win32s and CE
-               {0, 4, 0, OS_UNKNOWN}, {3, 5, 1, OS_UNKNOWN}};
+  } cases[] = {
+      // the 95 line is told by the minor version alone
+      {1, 4, 0, OS_WIN95}, {1, 0, 0, OS_WIN95}, {1, 5, 10, OS_WIN98}, {1, 4, 90, OS_WINME},
+      {1, 9, 90, OS_WINME}, {1, 4, 1, OS_UNKNOWN},
+      // the NT line, cut off after 5.1
+      {2, 3, 51, OS_NT3}, {2, 4, 90, OS_NT4}, {2, 5, 0, OS_WIN2000}, {2, 5, 1, OS_WINXP},
+      {2, 5, 2, OS_UNKNOWN}, {2, 6, 1, OS_UNKNOWN}, {2, 10, 0, OS_UNKNOWN},
+      // Win32s and CE
+      {0, 4, 0, OS_UNKNOWN}, {3, 5, 1, OS_UNKNOWN}};
   for (const auto& c : cases)
     EXPECT_EQ(c.expected, vkl::ReleaseFromVersion(c.platform, c.major, c.minor, OS_UNKNOWN))
         << c.platform << " " << c.major << "." << c.minor;

@@ -112,7 +112,8 @@ inline void Make(const std::string& relative, DWORD options = 0, const char* nam
   ASSERT_EQ(ERROR_SUCCESS, RegCreateKeyExA(HKEY_CURRENT_USER, relative.c_str(), 0, nullptr, options,
                                            KEY_ALL_ACCESS, nullptr, &key, nullptr));
   if (name) {
-    EXPECT_EQ(ERROR_SUCCESS, RegSetValueExA(key, name, 0, type, static_cast<const BYTE*>(data), size));
+    EXPECT_EQ(ERROR_SUCCESS,
+              RegSetValueExA(key, name, 0, type, static_cast<const BYTE*>(data), size));
   }
   RegCloseKey(key);
 }

@@ -85,7 +85,10 @@ TEST(StringSetBuilding, FourThousandStringsTakeLinearTime) {
   UtilsString set("first"), split(joined), fromTexts, fromStrings;
   UtilsStringList list;
   const std::pair<const char*, std::function<void()>> ways[] = {
-      {"AddString", [&] { for (unsigned long i = 0; i < 4000; ++i) set.AddString(Piece(i)); }},
+      {"AddString",
+       [&] {
+         for (unsigned long i = 0; i < 4000; ++i) set.AddString(Piece(i));
+       }},
       {"SplitData", [&] { split.SplitData(UtilsString(";")); }},
       {"list SplitData", [&] { list.SplitData(UtilsString(joined), UtilsString(";")); }},
       {"vector of std::string", [&] { fromTexts = texts; }},
@@ -98,7 +101,8 @@ TEST(StringSetBuilding, FourThousandStringsTakeLinearTime) {
   for (const UtilsString* s : {&set, &split, &fromTexts, &fromStrings}) {
     unsigned long first = s == &set ? 1 : 0, count = s == &split ? 4001 : 4000 + first;
     ASSERT_EQ(count, s->GetNumberOfStrings());
-    for (unsigned long i = first; i < count; ++i) ASSERT_EQ(Piece(i - first), s->GetStringNumber(i));
+    for (unsigned long i = first; i < count; ++i)
+      ASSERT_EQ(Piece(i - first), s->GetStringNumber(i));
   }
   ASSERT_EQ(4001u, list.size());
   EXPECT_STREQ("piece04000", list.Retrieve(4000));

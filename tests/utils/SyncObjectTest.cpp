@@ -18,12 +18,12 @@ class PlainSync : public UTILS::CSyncObject {
   explicit PlainSync(const std::string& name) : UTILS::CSyncObject(name) {}
   PlainSync(const PlainSync& other) : UTILS::CSyncObject(other) {}
   using UTILS::CSyncObject::Attach;
+  using UTILS::CSyncObject::derived_class;
   using UTILS::CSyncObject::GetObjName;
   using UTILS::CSyncObject::GetState;
   using UTILS::CSyncObject::IsObjectAttached;
   using UTILS::CSyncObject::Lock;
   using UTILS::CSyncObject::UnLock;
-  using UTILS::CSyncObject::derived_class;
 };
 
 // The stack starts as {0}; each Lock pushes 1, each matched UnLock pops; an unmatched
@@ -120,8 +120,7 @@ TEST(CriticalSection, StrayUnlocksDoNotBreakExclusion) {
       shared->increments++;
       return true;
     });
-  for (int t = 0; t < 2; ++t)
-    bodies.push_back([shared] { return shared->section.UnLock() == 1; });
+  for (int t = 0; t < 2; ++t) bodies.push_back([shared] { return shared->section.UnLock() == 1; });
   stress::Result run = stress::Run(1.5, bodies, 10.0);
   ASSERT_TRUE(run.finished) << "deadlock";
   EXPECT_EQ(0u, run.faults);

@@ -69,7 +69,8 @@ TEST(Allocator, ChecksThrowTheirTexts) {
            "74",
        [&] { empty.ZeroBlock(); }},
       {"Inavlid Argument Passed - 0" + kAlloc + "417", [&] { empty.allocate(0); }},
-      {"Command Line Parameter Is Incorrect - 0" + kAlloc + "726", [&] { owned.ReAllocateMemory(0); }},
+      {"Command Line Parameter Is Incorrect - 0" + kAlloc + "726",
+       [&] { owned.ReAllocateMemory(0); }},
       {realloc + "728", [&] { matrix.ReAllocateMemory(4); }},
       {"Inavlid Argument Passed - 0" + kAlloc + "519", [&] { matrix.AllocateMatrix(3, 0); }},
       {"Inavlid Argument Passed - 0" + kAlloc + "442", [&] { raw.AllocateRaw(0); }},
@@ -177,13 +178,13 @@ TEST(Search, ResumeRulesAndCounting) {
     unsigned long occurrence;
     int caseFlag, hit;
     unsigned long found;
-  } cases[] = {{"ab", "abab", 0, 1, 1, 0},  {"ab", "abab", 1, 1, 0, 0xEFFFFFFF},
-               {"ab", "ab-ab", 1, 1, 1, 3}, {"aa", "aaaa", 1, 1, 0, 0xEFFFFFFF},
-               {"aab", "aaab", 0, 1, 0, 0xEFFFFFFF}, {"aab", "xaab", 0, 1, 1, 1},
-               {"abc", "ab", 0, 1, 0, 0},   {"", "abc", 0, 1, 1, 0},
-               {"", "abc", 2, 1, 1, 2},     {"", "abc", 3, 1, 0, 0xEFFFFFFF},
-               {"", "", 0, 1, 0, 0xEFFFFFFF}, {"AB", "xaby", 0, 1, 0, 0xEFFFFFFF},
-               {"AB", "xaby", 0, 0, 1, 1}};
+  } cases[] = {
+      // needle, haystack, occurrence, case flag: hit, offset found
+      {"ab", "abab", 0, 1, 1, 0}, {"ab", "abab", 1, 1, 0, 0xEFFFFFFF}, {"ab", "ab-ab", 1, 1, 1, 3},
+      {"aa", "aaaa", 1, 1, 0, 0xEFFFFFFF}, {"aab", "aaab", 0, 1, 0, 0xEFFFFFFF},
+      {"aab", "xaab", 0, 1, 1, 1}, {"abc", "ab", 0, 1, 0, 0}, {"", "abc", 0, 1, 1, 0},
+      {"", "abc", 2, 1, 1, 2}, {"", "abc", 3, 1, 0, 0xEFFFFFFF}, {"", "", 0, 1, 0, 0xEFFFFFFF},
+      {"AB", "xaby", 0, 1, 0, 0xEFFFFFFF}, {"AB", "xaby", 0, 0, 1, 1}};
   CharBase base;
   for (const auto& c : cases) {
     unsigned long at = 99;
@@ -224,12 +225,12 @@ TEST(Compare, SignedBytesNullsCaseAndContainment) {
   const struct {
     const char *a, *b;
     int caseFlag, matchStyle, expected;
-  } cases[] = {{0, "a", 1, 0, -1},          {0, 0, 1, 0, 0},
-               {"a", 0, 1, 0, 1},           {"abc", "abcd", 1, 0, -1},
-               {"\xE9", "A", 1, 0, -1},     {"abc", "ABC", 0, 0, 0},
-               {"abc", "ABC", 1, 0, 1},     {"Registry", "gist", 1, 1, 0},
-               {"gist", "Registry", 1, 1, 0}, {"", "Registry", 1, 1, 0},
-               {"", "Registry", 1, 0, -1},  {"Registry", "GIST", 1, 1, 1}};
+  } cases[] = {
+      // first, second, case flag, match style: order
+      {0, "a", 1, 0, -1}, {0, 0, 1, 0, 0}, {"a", 0, 1, 0, 1}, {"abc", "abcd", 1, 0, -1},
+      {"\xE9", "A", 1, 0, -1}, {"abc", "ABC", 0, 0, 0}, {"abc", "ABC", 1, 0, 1},
+      {"Registry", "gist", 1, 1, 0}, {"gist", "Registry", 1, 1, 0}, {"", "Registry", 1, 1, 0},
+      {"", "Registry", 1, 0, -1}, {"Registry", "GIST", 1, 1, 1}};
   CharBase base;
   for (const auto& c : cases)
     EXPECT_EQ(c.expected, base.compare(c.a, c.b, c.caseFlag, c.matchStyle, 0, 0))

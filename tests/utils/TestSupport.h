@@ -36,11 +36,10 @@ std::string Thrown(F call) {
 // The record of a UTILS::std_exception thrown in the header `file`: the error's number
 // when there is one, with the system's description of it when `describe`.
 inline std::string Record(const std::string& file, unsigned long type, unsigned long line,
-                          unsigned long error, const std::string& condition,
-                          bool describe = true) {
-  std::string text = "File:  ..\\..\\Include\\" + file + "; Line Number:  " +
-                     std::to_string(line) + "; Exception Name:  UTILS::std_exception; Type:  " +
-                     std::to_string(type) + "; ";
+                          unsigned long error, const std::string& condition, bool describe = true) {
+  std::string text = "File:  ..\\..\\Include\\" + file + "; Line Number:  " + std::to_string(line) +
+                     "; Exception Name:  UTILS::std_exception; Type:  " + std::to_string(type) +
+                     "; ";
   if (error) {
     text += "Error Number: " + std::to_string(error) + "; ";
     if (describe) {

@@ -180,8 +180,8 @@ TEST(UtilsStringThreads, CopiesAreConsistentWhileStringsComeAndGo) {
 // Two objects assigned to each other on two threads at once.
 template <class T>
 void CrossAssign(std::shared_ptr<T> a, std::shared_ptr<T> b) {
-  ExpectClean(stress::Run(1.0, {[a, b] { return *a = *b, true; }, [a, b] { return *b = *a, true; }},
-                          10.0));
+  ExpectClean(
+      stress::Run(1.0, {[a, b] { return *a = *b, true; }, [a, b] { return *b = *a, true; }}, 10.0));
 }
 
 TEST(CrossAssignment, EveryContainer) {

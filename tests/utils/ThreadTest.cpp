@@ -20,7 +20,8 @@ using UTILS::CThread;
 std::string Record(int line, const std::string& condition) {
   return ::Record("CThread", 172, line, 0, condition);
 }
-const std::string kAlreadySpawned = "The thread has already been spawned.  Cannot execute the command.";
+const std::string kAlreadySpawned =
+    "The thread has already been spawned.  Cannot execute the command.";
 
 DWORD ExitCode(HANDLE thread) {
   DWORD code = 0;
@@ -123,12 +124,16 @@ TEST(Thread, RunsSpawnsAgainAndRefusesWhileRunning) {
   EXPECT_EQ(Record(500, kAlreadySpawned),
             Thrown<UTILS::std_exception>([&] { thread.CreateThread(0, 0, nullptr); }));
   EXPECT_EQ(0xFFFFFFFFUL, thread.ResumeThread());
-  // The "priority class" reading is the thread priority of the process pseudo-handle,
-  // as the class has always given it.
+  // Priorities are the system's; the "priority class" reading is the thread priority
+  // of the process pseudo-handle, as the class has always given it.
   EXPECT_TRUE(thread.SetThreadPriority(THREAD_PRIORITY_BELOW_NORMAL));
   EXPECT_EQ(THREAD_PRIORITY_BELOW_NORMAL, thread.GetThreadPriority());
   EXPECT_EQ(static_cast<unsigned long>(GetThreadPriority(GetCurrentProcess())),
             thread.GetPriorityClass());
+  DWORD oldClass = GetPriorityClass(GetCurrentProcess());
+  EXPECT_TRUE(thread.SetPriorityClass(IDLE_PRIORITY_CLASS));
+  EXPECT_EQ(DWORD(IDLE_PRIORITY_CLASS), GetPriorityClass(GetCurrentProcess()));
+  thread.SetPriorityClass(oldClass);
   thread.EndThread();  // by force: exit code 1
   EXPECT_EQ(UTILS::THREAD_NOT_ACTIVE, thread.GetThreadState());
   EXPECT_EQ(1u, ExitCode(thread.GetThreadHandle()));
@@ -276,8 +281,8 @@ TEST(ThreadStress, OneObjectFromSeveralThreads) {
   RunOnThreads(4, [&](int t) {
     for (int i = 0; i < 500; ++i) {
       unsigned long suspended = thread.SuspendThread(), resumed = thread.ResumeThread();
-      wrong[t] += (suspended != 0xFFFFFFFFUL && suspended != 0) +
-                  (resumed != 0xFFFFFFFFUL && resumed != 1);
+      wrong[t] +=
+          (suspended != 0xFFFFFFFFUL && suspended != 0) + (resumed != 0xFFFFFFFFUL && resumed != 1);
       thread.IsThreadActive();
     }
   });

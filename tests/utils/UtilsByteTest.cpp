@@ -105,7 +105,7 @@ TEST(UtilsByte, ReorderAndScramble) {
 TEST(UtilsByte, LengthSumsThatWrapThrowBadAllocAndChangeNothing) {
   UtilsByte b(U("12345"), 5);
   const unsigned char other[4] = {1, 2, 3, 4};
-  EXPECT_THROW(b.Append(other, 0xFFFFFFFEUL), std::bad_alloc);  // 5 + n wraps to 3
+  EXPECT_THROW(b.Append(other, 0xFFFFFFFEUL), std::bad_alloc);     // 5 + n wraps to 3
   EXPECT_THROW(b.Insert(other, 0xFFFFFFFBUL, 2), std::bad_alloc);  // wraps to 0
   EXPECT_EQ("12345", Bytes(b));
   b.Append(other, 4);

@@ -33,7 +33,8 @@ static_assert(AssignsToConst<UTILS::UtilsByte>(), "UtilsByte::operator=");
 
 std::string Items(UtilsStringList& list) {
   std::string items;
-  for (unsigned long i = 0; i < list.size(); ++i) items += std::string(i ? "," : "") + list.Retrieve(i);
+  for (unsigned long i = 0; i < list.size(); ++i)
+    items += std::string(i ? "," : "") + list.Retrieve(i);
   return items;
 }
 
@@ -52,7 +53,7 @@ TEST(UtilsStringList, PositionsSortedInsertionAndSplitting) {
   list.Replace(1UL, "ON", 0);
   EXPECT_STREQ("ONe", list.Retrieve());
   EXPECT_EQ("<zero,ONe,two!70.5", Items(list));
-  list.SetCurrentString(9);  // no test yet...
+  list.SetCurrentString(9);                          // no test yet...
   EXPECT_THROW(list.Retrieve(), std::out_of_range);  // ...the access tests it
   EXPECT_EQ("Out Of Range Error - 3:3; File:  ..\\..\\Include\\UtilsAllocator; Line:  107",
             Thrown<std::out_of_range>([&] { list.RetrieveString(3); }));

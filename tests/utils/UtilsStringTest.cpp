@@ -19,6 +19,7 @@ using UTILS::UtilsString;
 
 TEST(UtilsStringSet, AddRemoveSelectAndCopy) {
   UtilsString three("abc", 3), fromNull(static_cast<const char*>(0), 2);
+  EXPECT_EQ(1u, UtilsString(0UL).GetNumberOfStrings());  // a count of 0 is taken as 1
   EXPECT_STREQ("abc", three.GetStringNumber(2));
   EXPECT_EQ(2u, fromNull.GetNumberOfStrings());
   EXPECT_EQ("stl|wide|mem", Str(UtilsString(std::string("stl"))) + "|" +
@@ -76,7 +77,8 @@ TEST(UtilsStringEdit, AppendInsertReplaceTruncate) {
   s--;
   --s;
   EXPECT_EQ("hello", Str(s));
-  s.TruncateString(5);
+  s.TruncateString(4);
+  s.EraseString();
   EXPECT_EQ("Out Of Range Error - 1:0; File:  ..\\..\\Include\\UtilsVector; Line:  501",
             Thrown<std::out_of_range>([&] { s--; }));
 }
@@ -118,7 +120,8 @@ TEST(UtilsStringCompare, WideCaseFunctionsThroughTheBaseKeepTheBaseAnswers) {
   EXPECT_EQ(upperA, base.utolower(upperA));
   EXPECT_EQ(1, base.isupper('A'));  // the narrow slots are the string's
   EXPECT_EQ('!', base.utoupper('A'));
-  EXPECT_EQ(3, s.isupper(upperA) + s.islower(lowerA) + s.isupper(static_cast<unsigned short>(0xC9)));
+  EXPECT_EQ(3,
+            s.isupper(upperA) + s.islower(lowerA) + s.isupper(static_cast<unsigned short>(0xC9)));
   EXPECT_EQ(upperA, s.utoupper(lowerA));
   EXPECT_EQ(0x21u, s.utoupper(upperA));  // no test of the character
   EXPECT_EQ(lowerA, s.utolower(upperA));
@@ -215,9 +218,14 @@ TEST(UtilsStringText, FindParseReplaceAndSplit) {
 }
 
 TEST(UtilsStringText, ReverseSortAndScramble) {
-  UtilsString s("b\x90" "aC");
+  UtilsString s(
+      "b\x90"
+      "aC");
   s.Reverse();
-  EXPECT_EQ("Ca\x90" "b", Str(s));
+  EXPECT_EQ(
+      "Ca\x90"
+      "b",
+      Str(s));
   s.Sort();
   EXPECT_EQ("Cab\x90", Str(s));  // unsigned order: 0x90 after ASCII
   UtilsString x("abc");
@@ -261,7 +269,9 @@ TEST(UtilsStringText, ErrorTextsFormattingAndResources) {
 }
 
 TEST(UtilsStringWide, RoundTripsThroughTheSharedBuffer) {
-  UtilsString s("Gr\xFC\xDF" "e");  // code page 1252
+  UtilsString s(
+      "Gr\xFC\xDF"
+      "e");  // code page 1252
   const unsigned short* wide = s.ReturnWideChar();
   EXPECT_EQ(std::vector<unsigned short>({'G', 'r', 0xFC, 0xDF, 'e', 0}),
             std::vector<unsigned short>(wide, wide + 6));
@@ -301,8 +311,9 @@ TEST(UtilsStringThreads, AppendsWhileStringsAreAdded) {
   EXPECT_STREQ("added", shared.GetStringNumber(400));
   std::map<char, int> counts;
   for (unsigned long i = 0; i < shared.length(); ++i) counts[shared.RetrieveChar(i)]++;
-  EXPECT_EQ((std::map<char, int>{{'a', appended[0]}, {'b', appended[1]}, {'c', appended[2]}, {'x', 1}}),
-            counts);
+  EXPECT_EQ(
+      (std::map<char, int>{{'a', appended[0]}, {'b', appended[1]}, {'c', appended[2]}, {'x', 1}}),
+      counts);
   EXPECT_EQ(0, shared.c_str()[shared.length()]);
 }
 

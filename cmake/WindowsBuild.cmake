@@ -70,6 +70,7 @@ if(NOT VKL_WINE_LOADER)
   set(VKL_WINE_LOADER wine)
 endif()
 configure_file(cmake/wine-run.sh.in ${CMAKE_BINARY_DIR}/wine-run.sh @ONLY FILE_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE)
+configure_file(cmake/wine-release.sh.in ${CMAKE_BINARY_DIR}/wine-release.sh @ONLY FILE_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE)
 configure_file(cmake/wineserver.sh.in ${CMAKE_BINARY_DIR}/wineserver.sh @ONLY FILE_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE)
 set(CMAKE_CROSSCOMPILING_EMULATOR ${CMAKE_BINARY_DIR}/wine-run.sh)
 add_test(NAME wine_start COMMAND ${CMAKE_BINARY_DIR}/wineserver.sh -p)
@@ -90,11 +91,11 @@ function(vkl_release_run program release filter)
   add_custom_command(TARGET ${program} POST_BUILD
     COMMAND ${CMAKE_COMMAND} -E copy $<TARGET_FILE:${program}> ${BIN}/${copy}.exe)
   add_test(NAME wine_${copy}_release
-    COMMAND ${CMAKE_BINARY_DIR}/wine-run.sh reg add "HKCU\\Software\\Wine\\AppDefaults\\${copy}.exe"
-            /v Version /d ${release} /f)
-  set_tests_properties(wine_${copy}_release PROPERTIES FIXTURES_SETUP wine DEPENDS wine_start)
+    COMMAND ${CMAKE_BINARY_DIR}/wine-release.sh ${copy}.exe ${release})
+  # Its own fixture: a failure here skips only this copy's tests.
+  set_tests_properties(wine_${copy}_release PROPERTIES FIXTURES_REQUIRED wine FIXTURES_SETUP ${copy})
   add_test(NAME ${copy} COMMAND ${CMAKE_BINARY_DIR}/wine-run.sh ${copy}.exe --gtest_filter=${filter})
-  set_tests_properties(${copy} PROPERTIES FIXTURES_REQUIRED wine WORKING_DIRECTORY ${BIN} TIMEOUT 900)
+  set_tests_properties(${copy} PROPERTIES FIXTURES_REQUIRED "wine;${copy}" WORKING_DIRECTORY ${BIN} TIMEOUT 900)
 endfunction()
 
 # The stateless helpers under test are compiled into the test program as well, since
@@ -162,7 +163,7 @@ if(UTILS_TESTS)
   endforeach()
   foreach(release win98 winxp)
     vkl_release_run(utils_tests ${release} ReleaseProbe.*:Registry.*:DiskIo.*:RawDisk.*:Tree.*:KeyTree.*:Links.*)
-    set_tests_properties(utils_tests_${release} PROPERTIES FIXTURES_REQUIRED "wine;msi")
+    set_tests_properties(utils_tests_${release} PROPERTIES FIXTURES_REQUIRED "wine;msi;utils_tests_${release}")
   endforeach()
 endif()
 

@@ -65,12 +65,9 @@ Function EntryPoint(HMODULE module, const char* name) {
 
 UtilsString TextOf(const char* text) { return UtilsString(text ? text : ""); }
 
-// Replaces the current text of `target`. Emptying and appending costs the string half
-// of what an assignment does (which first copies the source into a temporary string).
-void Store(UtilsString& target, const std::string& text) {
-  target.Erase();
-  target.Append(text);
-}
+// Replaces the current text of `target`: one re-allocation of its block, where
+// emptying and then appending would make two.
+void Store(UtilsString& target, const std::string& text) { target = text; }
 
 // The prefix of relative paths: the current directory as a 260-byte query gives it,
 // empty on failure. Kept apart from GetCurrentDir's buffer, which is the caller's.

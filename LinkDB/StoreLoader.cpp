@@ -6,18 +6,20 @@
 // link could otherwise take that id and join objects the client never linked.
 #include <stdlib.h>
 #include <string.h>
+#include <new>
 #include "Internal.h"
+#include "LinkArrays.h"
 #include "StoreFormat.h"
 
 using namespace vkl;
 
 void DatabaseInternals::CreateRoot(CVKUDatabase* db) {
-  DBObject* root = static_cast<DBObject*>(db->DoMalloc(sizeof(DBObject)));
+  DBObject* root = static_cast<DBObject*>(CarveRecord(db, ObjectPieceSize(false, 0)));
   if (!root) return;
   memset(root, 0, sizeof(DBObject));
   root->dwID = 1;
   root->bPersistent = 1;
-  db->m_pObjects = root;
+  PushObject(db, root);  // the whole list
   db->m_dwLastObjectID = 1;
   db->IndexObject(root);
 }
@@ -27,16 +29,15 @@ namespace {
 // Takes a link array of count entries the way loading does: more than 2 on the
 // general heap with room rounded up to a multiple of 10, 1 or 2 in the arena. Returns
 // the count field to store (with the heap bit) and the array, or count 0 on failure.
-uint32_t* TakeLoadedArray(CVKUDatabase* db, void* (CVKUDatabase::*carve)(unsigned long), uint32_t count,
-                          uint32_t* countField) {
+uint32_t* TakeLoadedArray(CVKUDatabase* db, uint32_t count, uint32_t* countField) {
   *countField = 0;
   if (count == 0) return nullptr;
   uint32_t* array;
   if (count > 2) {
-    array = static_cast<uint32_t*>(malloc(sizeof(uint32_t) * ((count + 9) / 10) * 10));
+    array = NewHeapArray(RoundedCapacity(count));
     if (array) *countField = count | VKU_COUNT_ON_HEAP;
   } else {
-    array = static_cast<uint32_t*>((db->*carve)(count * sizeof(uint32_t)));
+    array = static_cast<uint32_t*>(DatabaseInternals::Carve(db, count * sizeof(uint32_t)));
     if (array) *countField = count;
   }
   return array;
@@ -81,7 +82,10 @@ bool DatabaseInternals::LoadObjects(CVKUDatabase* db, const unsigned char* data,
     at += dataSize;
     pos = at;
 
-    DBObject* o = static_cast<DBObject*>(db->DoMalloc(sizeof(DBObject)));
+    // The record, its index nodes and its name in one piece (RecordPieces.h). A name
+    // of NUL bytes is kept as it is; only its first byte decides the name index.
+    bool byName = nameLength > 0 && name[0] && (type & kNameIndexTypes);
+    DBObject* o = static_cast<DBObject*>(CarveRecord(db, ObjectPieceSize(byName, nameLength)));
     if (!o) return false;
     memset(o, 0, sizeof(DBObject));
     o->dwID = id;
@@ -89,20 +93,16 @@ bool DatabaseInternals::LoadObjects(CVKUDatabase* db, const unsigned char* data,
     o->dwFlags = flags & 0x3FFFFFFF;  // run-time marks do not survive a reload
     o->bPersistent = persistent;
     if (nameLength > 0) {
-      char* copy = static_cast<char*>(db->DoMalloc(nameLength + 1));
-      if (copy) {
-        memcpy(copy, name, nameLength);
-        copy[nameLength] = 0;
-        o->pszName = copy;
-      } else {
-        whole = false;
-      }
+      char* copy = PieceName(o, byName);
+      memcpy(copy, name, nameLength);
+      copy[nameLength] = 0;
+      o->pszName = copy;
     }
     if (id > db->m_dwLastObjectID) db->m_dwLastObjectID = id;
 
-    o->pLinksFrom = TakeLoadedArray(db, &CVKUDatabase::DoMalloc, fromCount, &o->dwLinksFromCount);
+    o->pLinksFrom = TakeLoadedArray(db, fromCount, &o->dwLinksFromCount);
     if (o->pLinksFrom) ReadEntries(o->pLinksFrom, from, fromCount);
-    o->pLinksTo = TakeLoadedArray(db, &CVKUDatabase::DoMalloc, toCount, &o->dwLinksToCount);
+    o->pLinksTo = TakeLoadedArray(db, toCount, &o->dwLinksToCount);
     if (o->pLinksTo) ReadEntries(o->pLinksTo, to, toCount);
     if ((fromCount && !o->pLinksFrom) || (toCount && !o->pLinksTo)) whole = false;
 
@@ -119,8 +119,7 @@ bool DatabaseInternals::LoadObjects(CVKUDatabase* db, const unsigned char* data,
     }
     o->dwDataSize = o->pData ? dataSize : 0;
 
-    o->pNext = db->m_pObjects;
-    db->m_pObjects = o;
+    PushObject(db, o);
     db->IndexObject(o);
   }
   return whole;
@@ -130,7 +129,7 @@ bool DatabaseInternals::LoadLinks(CVKUDatabase* db, const unsigned char* data, s
   db->m_dwLastLinkID = 0;
   for (size_t pos = 0; size - pos >= kLinkRecordSize; pos += kLinkRecordSize) {
     const unsigned char* r = data + pos;
-    DBLink* l = static_cast<DBLink*>(db->DoMalloc(sizeof(DBLink)));
+    DBLink* l = static_cast<DBLink*>(CarveRecord(db, LinkPieceSize()));
     if (!l) return false;
     l->dwID = ReadU32(r + 4);
     l->dwSource = ReadU32(r + 8);
@@ -138,8 +137,7 @@ bool DatabaseInternals::LoadLinks(CVKUDatabase* db, const unsigned char* data, s
     l->dwType = ReadU32(r + 16);
     l->bPersistent = r[20];
     if (l->dwID > db->m_dwLastLinkID) db->m_dwLastLinkID = l->dwID;
-    l->pNext = db->m_pLinks;
-    db->m_pLinks = l;
+    PushLink(db, l);
     db->IndexLink(l);
   }
   return true;
@@ -148,12 +146,18 @@ bool DatabaseInternals::LoadLinks(CVKUDatabase* db, const unsigned char* data, s
 namespace {
 
 // Keeps the entries of one link array whose link exists and names the object `id` at
-// this end, in their order.
-void KeepNamedEntries(CVKUDatabase* db, uint32_t* countField, uint32_t* array, uint32_t id, bool outgoing) {
+// this end, in their order. For the incoming ones, the parent links are entered in the
+// child index.
+void KeepNamedEntries(CVKUDatabase* db, DBObject* o, bool outgoing) {
+  uint32_t* countField = outgoing ? &o->dwLinksFromCount : &o->dwLinksToCount;
+  uint32_t* array = outgoing ? o->pLinksFrom : o->pLinksTo;
   uint32_t count = *countField & VKU_ENTRY_ID_MASK, kept = 0;
   for (uint32_t i = 0; i < count; ++i) {
     DBLink* l = DatabaseInternals::FindLink(db, array[i] & VKU_ENTRY_ID_MASK);
-    if (l && (outgoing ? l->dwSource : l->dwTarget) == id) array[kept++] = array[i];
+    if (!l || (outgoing ? l->dwSource : l->dwTarget) != o->dwID) continue;
+    array[kept++] = array[i];
+    if (!outgoing && l->dwType == VKU_LINK_PARENT)
+      if (Accelerators* a = DatabaseInternals::Accel(db)) a->ParentAdded(db, l->dwSource, o);
   }
   *countField = (*countField & ~VKU_ENTRY_ID_MASK) | kept;
 }
@@ -163,8 +167,17 @@ void KeepNamedEntries(CVKUDatabase* db, uint32_t* countField, uint32_t* array, u
 void DatabaseInternals::DropDanglingEntries(CVKUDatabase* db) {
   // Every entry kept names a loaded link, so the next link id, which continues after
   // the highest one loaded, is above every id still named.
+  if (Accelerators* a = Accel(db)) {
+    size_t objects = 0;
+    for (DBObject* o = db->m_pObjects; o; o = o->pNext) ++objects;
+    try {
+      a->ReserveChildren(objects);
+    } catch (const std::bad_alloc&) {
+      a->Invalidate(db);
+    }
+  }
   for (DBObject* o = db->m_pObjects; o; o = o->pNext) {
-    KeepNamedEntries(db, &o->dwLinksFromCount, o->pLinksFrom, o->dwID, true);
-    KeepNamedEntries(db, &o->dwLinksToCount, o->pLinksTo, o->dwID, false);
+    KeepNamedEntries(db, o, true);
+    KeepNamedEntries(db, o, false);
   }
 }

@@ -269,9 +269,9 @@ void Accelerators::GrowChildren(size_t size) {
   m_ChildBuckets.swap(buckets);
 }
 
-void Accelerators::ReserveChildren(size_t objects) {
+void Accelerators::ReserveChildren(size_t entries) {
   size_t size = 1024;
-  while (size < objects) size *= 2;
+  while (size < entries) size *= 2;
   if (size > m_ChildBuckets.size()) GrowChildren(size);
 }
 

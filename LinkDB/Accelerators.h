@@ -88,6 +88,7 @@ class Accelerators {
     PieceRef r = m_Links.Find(id);
     return r ? static_cast<DBLink*>(static_cast<IndexNode*>(Deref(r))->pRecord) : nullptr;
   }
+  size_t ObjectCount() const { return m_Objects.Size(); }
   size_t LinkCount() const { return m_Links.Size(); }
 
   // ---- Objects. Each call mirrors one step of the database's own algorithm.
@@ -124,7 +125,11 @@ class Accelerators {
   void Tops(uint32_t type, const char* name, size_t length, std::vector<DBObject*>& out) const;
   static bool IsTopType(uint32_t type) { return type == 1 || type == 8 || type == 0x1000; }
   // Room for the child index of a store being loaded.
-  void ReserveChildren(size_t objects);
+  void ReserveChildren(size_t entries);
+  // Asks for the bucket that ParentAdded(.., parentId, child) is about to change.
+  void PrefetchChild(uint32_t parentId, const DBObject* child) const {
+    if (!m_ChildBuckets.empty()) __builtin_prefetch(&m_ChildBuckets[ChildBucket(parentId, NameKey(child->pszName))]);
+  }
   // Scratch lists for the path walk.
   std::vector<DBObject*> m_Scratch[3];
 

@@ -174,6 +174,8 @@ struct DatabaseInternals {
     db->m_pLinks = l;
   }
   static void Index(CVKUDatabase* db, DBObject* o) { db->IndexObject(o); }
+  static uint32_t& LastObjectID(CVKUDatabase* db) { return db->m_dwLastObjectID; }
+  static uint32_t& LastLinkID(CVKUDatabase* db) { return db->m_dwLastLinkID; }
   static void Index(CVKUDatabase* db, DBLink* l) { db->IndexLink(l); }
   // A piece larger than an arena block, for client data a loaded store holds (Database.cpp).
   static void* CarveLarge(CVKUDatabase* db, size_t size);
@@ -181,11 +183,12 @@ struct DatabaseInternals {
   // Store loading (StoreLoader.cpp): the lone root of a fresh database, and the
   // records that follow the header of each file.
   static void CreateRoot(CVKUDatabase* db);
-  // False if memory ran out and part of the file could not be kept.
-  static bool LoadObjects(CVKUDatabase* db, const unsigned char* data, size_t size);
-  static bool LoadLinks(CVKUDatabase* db, const unsigned char* data, size_t size);
-  // After both files: drops the link-array entries whose link is missing or does not
-  // name the object at that end, so that no entry names an id a new link may take.
+  // The records of both files (after their headers); false if memory ran out and part
+  // of the store could not be kept.
+  static bool LoadStore(CVKUDatabase* db, const unsigned char* objects, size_t objectsSize,
+                        const unsigned char* links, size_t linksSize);
+  // Drops the link-array entries whose link is missing or does not name the object at
+  // that end, so that no entry names an id a new link may take.
   static void DropDanglingEntries(CVKUDatabase* db);
 };
 

@@ -176,13 +176,8 @@ int CVKUDatabase::Initialize(char* directory) {
   if (outcome == VKU_LOAD_LOADED) {
     const std::vector<unsigned char>& obj = images[StoreFolder::kObj];
     const std::vector<unsigned char>& link = images[StoreFolder::kLink];
-    bool whole = DatabaseInternals::LoadObjects(this, obj.data() + kStoreHeaderSize, obj.size() - kStoreHeaderSize);
-    whole = DatabaseInternals::LoadLinks(this, link.data() + kStoreHeaderSize, link.size() - kStoreHeaderSize) && whole;
-    // A record that lost its link array to a failed allocation is not what the
-    // accelerators can follow.
-    if (!whole)
-      if (Accelerators* a = DatabaseInternals::Accel(this)) a->Invalidate(this);
-    DatabaseInternals::DropDanglingEntries(this);
+    bool whole = DatabaseInternals::LoadStore(this, obj.data() + kStoreHeaderSize, obj.size() - kStoreHeaderSize,
+                                              link.data() + kStoreHeaderSize, link.size() - kStoreHeaderSize);
     // A store that memory could not hold whole is never replaced by the part loaded.
     if (!whole) folder->RefuseWrites(SystemErrorCode(kErrorNoMemory));
   } else {

@@ -4,9 +4,14 @@
 // ends loading there, keeping the records read before it. Link-array entries that name
 // no loaded link, or a link that does not name the object back, are dropped: a new
 // link could otherwise take that id and join objects the client never linked.
+//
+// Links are read first, so that each object's entries are checked, and its parent
+// links entered in the child index, as the object is read, while it is at hand.
 #include <stdlib.h>
 #include <string.h>
+#include <algorithm>
 #include <new>
+#include <vector>
 #include "Internal.h"
 #include "LinkArrays.h"
 #include "StoreFormat.h"
@@ -47,12 +52,130 @@ void ReadEntries(uint32_t* array, const unsigned char* p, uint32_t count) {
   for (uint32_t i = 0; i < count; ++i) array[i] = ReadU32(p + 4 * i);
 }
 
-}  // namespace
+struct LinkEnds {
+  uint32_t dwSource, dwTarget, dwType;
+};
 
-bool DatabaseInternals::LoadObjects(CVKUDatabase* db, const unsigned char* data, size_t size) {
-  db->m_dwLastObjectID = 0;
+// The ends of every loaded link by id, while the accelerators are on (ids then unique):
+// an array by id rather than the link index, one read per entry and one that can be
+// asked for ahead of time, since an object's entries name links all over the store.
+// Only for ids close enough together; else the link index answers.
+class LoadedLinks {
+ public:
+  bool Reserve(const unsigned char* data, size_t count) {
+    uint32_t maxId = 0;
+    for (size_t i = 0; i < count; ++i) maxId = std::max(maxId, ReadU32(data + i * kLinkRecordSize + 4));
+    if (maxId > 2 * count + 65536) return false;
+    try {
+      m_Ends.resize(static_cast<size_t>(maxId) + 1);
+      m_Present.assign(static_cast<size_t>(maxId) / 64 + 1, 0);
+    } catch (const std::bad_alloc&) {
+      m_Ends.clear();
+      return false;
+    }
+    return true;
+  }
+  bool Ready() const { return !m_Ends.empty(); }
+  void Set(const DBLink* l) {
+    m_Ends[l->dwID] = LinkEnds{l->dwSource, l->dwTarget, l->dwType};
+    m_Present[l->dwID / 64] |= uint64_t(1) << (l->dwID % 64);
+  }
+  const LinkEnds* Find(uint32_t id) const {
+    return id < m_Ends.size() && (m_Present[id / 64] >> (id % 64) & 1) ? &m_Ends[id] : nullptr;
+  }
+  void Prefetch(const unsigned char* entries, uint32_t count) const {
+    for (uint32_t i = 0; i < count; ++i) {
+      uint32_t id = ReadU32(entries + 4 * i) & VKU_ENTRY_ID_MASK;
+      if (id < m_Ends.size()) __builtin_prefetch(&m_Ends[id]);
+    }
+  }
+
+ private:
+  std::vector<LinkEnds> m_Ends;
+  std::vector<uint64_t> m_Present;
+};
+
+// Parent links waiting to enter the child index; the bucket of each was asked for
+// when it came.
+class ChildBatch {
+ public:
+  void Add(CVKUDatabase* db, Accelerators* a, uint32_t parent, DBObject* child) {
+    a->PrefetchChild(parent, child);
+    m_Pending[m_nCount++] = Pending{parent, child};
+    if (m_nCount == kSize) Flush(db);
+  }
+  void Flush(CVKUDatabase* db) {
+    for (size_t i = 0; i < m_nCount; ++i)
+      if (Accelerators* a = DatabaseInternals::Accel(db)) a->ParentAdded(db, m_Pending[i].dwParent, m_Pending[i].pChild);
+    m_nCount = 0;
+  }
+
+ private:
+  static const size_t kSize = 32;
+  struct Pending {
+    uint32_t dwParent;
+    DBObject* pChild;
+  };
+  Pending m_Pending[kSize];
+  size_t m_nCount = 0;
+};
+
+// Keeps the entries of one link array whose link exists and names the object at this
+// end, in their order. With a batch, the parent links among the incoming ones are
+// entered in the child index.
+void KeepNamedEntries(CVKUDatabase* db, const LoadedLinks* ends, DBObject* o, bool outgoing, ChildBatch* batch) {
+  uint32_t* countField = outgoing ? &o->dwLinksFromCount : &o->dwLinksToCount;
+  uint32_t* array = outgoing ? o->pLinksFrom : o->pLinksTo;
+  uint32_t count = *countField & VKU_ENTRY_ID_MASK, kept = 0;
+  for (uint32_t i = 0; i < count; ++i) {
+    uint32_t id = array[i] & VKU_ENTRY_ID_MASK;
+    LinkEnds found;
+    if (ends && ends->Ready()) {
+      const LinkEnds* e = ends->Find(id);
+      if (!e) continue;
+      found = *e;
+    } else {
+      DBLink* l = DatabaseInternals::FindLink(db, id);
+      if (!l) continue;
+      found = LinkEnds{l->dwSource, l->dwTarget, l->dwType};
+    }
+    if ((outgoing ? found.dwSource : found.dwTarget) != o->dwID) continue;
+    array[kept++] = array[i];
+    if (batch && !outgoing && found.dwType == VKU_LINK_PARENT)
+      if (Accelerators* a = DatabaseInternals::Accel(db)) batch->Add(db, a, found.dwSource, o);
+  }
+  *countField = (*countField & ~VKU_ENTRY_ID_MASK) | kept;
+}
+
+// The records of link.dat. Also counts the parent links (the size of the child index).
+bool LoadLinks(CVKUDatabase* db, const unsigned char* data, size_t size, LoadedLinks* ends, size_t* parentLinks) {
+  size_t count = size / kLinkRecordSize;
+  if (DatabaseInternals::Accel(db)) ends->Reserve(data, count);
+  *parentLinks = 0;
+  for (size_t i = 0; i < count; ++i) {
+    const unsigned char* r = data + i * kLinkRecordSize;
+    DBLink* l = static_cast<DBLink*>(DatabaseInternals::CarveRecord(db, LinkPieceSize()));
+    if (!l) return false;
+    l->dwID = ReadU32(r + 4);
+    l->dwSource = ReadU32(r + 8);
+    l->dwTarget = ReadU32(r + 12);
+    l->dwType = ReadU32(r + 16);
+    l->bPersistent = r[20];
+    if (l->dwID > DatabaseInternals::LastLinkID(db)) DatabaseInternals::LastLinkID(db) = l->dwID;
+    if (l->dwType == VKU_LINK_PARENT) ++*parentLinks;
+    DatabaseInternals::PushLink(db, l);
+    DatabaseInternals::Index(db, l);
+    if (ends->Ready()) ends->Set(l);
+  }
+  return true;
+}
+
+// The entries of obj.dat, each checked against the links loaded (while the
+// accelerators are on; else DropDanglingEntries does it afterwards).
+bool LoadObjects(CVKUDatabase* db, const unsigned char* data, size_t size, const LoadedLinks* ends) {
   bool whole = true;
   size_t pos = 0;
+  ChildBatch children;
   while (size - pos >= kObjectFixedSize) {
     const unsigned char* fixed = data + pos;
     uint32_t id = ReadU32(fixed + 8);
@@ -65,28 +188,36 @@ bool DatabaseInternals::LoadObjects(CVKUDatabase* db, const unsigned char* data,
     size_t at = pos + kObjectFixedSize;
 
     // Check that the variable parts lie within the file before taking anything.
-    if (size - at < 2) return whole;
+    if (size - at < 2) break;
     uint32_t nameLength = ReadU16(data + at);
     at += 2;
-    if (size - at < nameLength) return whole;
+    if (size - at < nameLength) break;
     const unsigned char* name = data + at;
     at += nameLength;
-    if ((size - at) / 4 < fromCount) return whole;
+    if ((size - at) / 4 < fromCount) break;
     const unsigned char* from = data + at;
     at += 4 * static_cast<size_t>(fromCount);
-    if ((size - at) / 4 < toCount) return whole;
+    if ((size - at) / 4 < toCount) break;
     const unsigned char* to = data + at;
     at += 4 * static_cast<size_t>(toCount);
-    if (size - at < dataSize) return whole;
+    if (size - at < dataSize) break;
     const unsigned char* clientData = data + at;
     at += dataSize;
     pos = at;
+    // The links the entries name are asked for now and read below.
+    if (ends->Ready()) {
+      ends->Prefetch(from, fromCount);
+      ends->Prefetch(to, toCount);
+    }
 
     // The record, its index nodes and its name in one piece (RecordPieces.h). A name
     // of NUL bytes is kept as it is; only its first byte decides the name index.
     bool byName = nameLength > 0 && name[0] && (type & kNameIndexTypes);
-    DBObject* o = static_cast<DBObject*>(CarveRecord(db, ObjectPieceSize(byName, nameLength)));
-    if (!o) return false;
+    DBObject* o = static_cast<DBObject*>(DatabaseInternals::CarveRecord(db, ObjectPieceSize(byName, nameLength)));
+    if (!o) {
+      whole = false;
+      break;
+    }
     memset(o, 0, sizeof(DBObject));
     o->dwID = id;
     o->dwType = type;
@@ -98,18 +229,22 @@ bool DatabaseInternals::LoadObjects(CVKUDatabase* db, const unsigned char* data,
       copy[nameLength] = 0;
       o->pszName = copy;
     }
-    if (id > db->m_dwLastObjectID) db->m_dwLastObjectID = id;
+    if (id > DatabaseInternals::LastObjectID(db)) DatabaseInternals::LastObjectID(db) = id;
 
     o->pLinksFrom = TakeLoadedArray(db, fromCount, &o->dwLinksFromCount);
     if (o->pLinksFrom) ReadEntries(o->pLinksFrom, from, fromCount);
     o->pLinksTo = TakeLoadedArray(db, toCount, &o->dwLinksToCount);
     if (o->pLinksTo) ReadEntries(o->pLinksTo, to, toCount);
-    if ((fromCount && !o->pLinksFrom) || (toCount && !o->pLinksTo)) whole = false;
+    if ((fromCount && !o->pLinksFrom) || (toCount && !o->pLinksTo)) {
+      whole = false;
+      // A record without its entries is not what the accelerators can follow.
+      if (Accelerators* a = DatabaseInternals::Accel(db)) a->Invalidate(db);
+    }
 
     // Client data larger than one arena piece cannot be made through the interface, but
     // a store may hold it: it gets a block of its own rather than being dropped.
     if (dataSize > 0) {
-      void* piece = dataSize > kMaxDataSize ? DatabaseInternals::CarveLarge(db, dataSize) : db->DoMalloc(dataSize);
+      void* piece = dataSize > kMaxDataSize ? DatabaseInternals::CarveLarge(db, dataSize) : DatabaseInternals::Carve(db, dataSize);
       o->pData = static_cast<unsigned char*>(piece);
       if (o->pData) {
         memcpy(o->pData, clientData, dataSize);
@@ -119,65 +254,45 @@ bool DatabaseInternals::LoadObjects(CVKUDatabase* db, const unsigned char* data,
     }
     o->dwDataSize = o->pData ? dataSize : 0;
 
-    PushObject(db, o);
-    db->IndexObject(o);
+    DatabaseInternals::PushObject(db, o);
+    DatabaseInternals::Index(db, o);
+    if (DatabaseInternals::Accel(db)) {
+      KeepNamedEntries(db, ends, o, true, nullptr);
+      KeepNamedEntries(db, ends, o, false, &children);
+    }
   }
+  children.Flush(db);
   return whole;
-}
-
-bool DatabaseInternals::LoadLinks(CVKUDatabase* db, const unsigned char* data, size_t size) {
-  db->m_dwLastLinkID = 0;
-  for (size_t pos = 0; size - pos >= kLinkRecordSize; pos += kLinkRecordSize) {
-    const unsigned char* r = data + pos;
-    DBLink* l = static_cast<DBLink*>(CarveRecord(db, LinkPieceSize()));
-    if (!l) return false;
-    l->dwID = ReadU32(r + 4);
-    l->dwSource = ReadU32(r + 8);
-    l->dwTarget = ReadU32(r + 12);
-    l->dwType = ReadU32(r + 16);
-    l->bPersistent = r[20];
-    if (l->dwID > db->m_dwLastLinkID) db->m_dwLastLinkID = l->dwID;
-    PushLink(db, l);
-    db->IndexLink(l);
-  }
-  return true;
-}
-
-namespace {
-
-// Keeps the entries of one link array whose link exists and names the object `id` at
-// this end, in their order. For the incoming ones, the parent links are entered in the
-// child index.
-void KeepNamedEntries(CVKUDatabase* db, DBObject* o, bool outgoing) {
-  uint32_t* countField = outgoing ? &o->dwLinksFromCount : &o->dwLinksToCount;
-  uint32_t* array = outgoing ? o->pLinksFrom : o->pLinksTo;
-  uint32_t count = *countField & VKU_ENTRY_ID_MASK, kept = 0;
-  for (uint32_t i = 0; i < count; ++i) {
-    DBLink* l = DatabaseInternals::FindLink(db, array[i] & VKU_ENTRY_ID_MASK);
-    if (!l || (outgoing ? l->dwSource : l->dwTarget) != o->dwID) continue;
-    array[kept++] = array[i];
-    if (!outgoing && l->dwType == VKU_LINK_PARENT)
-      if (Accelerators* a = DatabaseInternals::Accel(db)) a->ParentAdded(db, l->dwSource, o);
-  }
-  *countField = (*countField & ~VKU_ENTRY_ID_MASK) | kept;
 }
 
 }  // namespace
 
-void DatabaseInternals::DropDanglingEntries(CVKUDatabase* db) {
-  // Every entry kept names a loaded link, so the next link id, which continues after
-  // the highest one loaded, is above every id still named.
+bool DatabaseInternals::LoadStore(CVKUDatabase* db, const unsigned char* objects, size_t objectsSize,
+                                  const unsigned char* links, size_t linksSize) {
+  db->m_dwLastObjectID = 0;
+  db->m_dwLastLinkID = 0;
+  LoadedLinks ends;
+  size_t parentLinks = 0;
+  bool whole = LoadLinks(db, links, linksSize, &ends, &parentLinks);
   if (Accelerators* a = Accel(db)) {
-    size_t objects = 0;
-    for (DBObject* o = db->m_pObjects; o; o = o->pNext) ++objects;
     try {
-      a->ReserveChildren(objects);
+      if (!whole) throw std::bad_alloc();
+      a->ReserveChildren(parentLinks);
     } catch (const std::bad_alloc&) {
       a->Invalidate(db);
     }
   }
+  whole = LoadObjects(db, objects, objectsSize, &ends) && whole;
+  // Without the accelerators (or since they went off) the entries are checked now.
+  if (!Accel(db)) DropDanglingEntries(db);
+  return whole;
+}
+
+void DatabaseInternals::DropDanglingEntries(CVKUDatabase* db) {
+  // Every entry kept names a loaded link, so the next link id, which continues after
+  // the highest one loaded, is above every id still named.
   for (DBObject* o = db->m_pObjects; o; o = o->pNext) {
-    KeepNamedEntries(db, o, true);
-    KeepNamedEntries(db, o, false);
+    KeepNamedEntries(db, nullptr, o, true, nullptr);
+    KeepNamedEntries(db, nullptr, o, false, nullptr);
   }
 }

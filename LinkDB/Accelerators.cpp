@@ -27,6 +27,8 @@ void Accelerators::Clear() {
   m_MoreParents.Clear();
   m_Tops.Clear();
   std::vector<DBLink*>().swap(m_DeletedLinks);
+  std::vector<IndexNode*>().swap(m_DeletedNames);
+  std::unordered_map<uint32_t, uint16_t>().swap(m_RenamedBuckets);
   std::vector<uint32_t>().swap(m_Parents);
   for (std::vector<DBObject*>& s : m_Scratch) std::vector<DBObject*>().swap(s);
 }
@@ -34,6 +36,7 @@ void Accelerators::Clear() {
 void Accelerators::Invalidate(CVKUDatabase* db) {
   if (!m_bValid) return;
   FinishLinkRemovals(db);
+  FinishNameRemovals(db);
   m_bValid = false;
   Clear();
 }
@@ -143,16 +146,18 @@ void Accelerators::ObjectIndexed(CVKUDatabase* db, DBObject* o) {
       Invalidate(db);  // a second object with this id
       return;
     }
-    if (Extra(o)->wNameBucket != kNoNameBucket) {
-      NameSlot* slot = OwnNameSlot(o);
-      slot->dwBack = 0;
-      if (IndexNode* next = slot->node.pNext)
-        SlotOfNameNode(next)->dwBack = ref + static_cast<PieceRef>(PieceBytes(slot) - PieceBytes(o));
-    }
     if (IsTopType(o->dwType)) m_Tops.Add(o->dwType, NameKey(o->pszName), o->dwID);
   } catch (const std::bad_alloc&) {
     Invalidate(db);
   }
+}
+
+uint32_t Accelerators::IndexedBucket(const DBObject* o) const {
+  if (!m_RenamedBuckets.empty()) {
+    auto it = m_RenamedBuckets.find(o->dwID);
+    if (it != m_RenamedBuckets.end()) return it->second;
+  }
+  return EntersNameIndex(o->pszName, o->dwType) ? NameHash(o->pszName) : kNoNameBucket;
 }
 
 void Accelerators::ParentsOf(CVKUDatabase* db, DBObject* o, std::vector<uint32_t>& out) const {
@@ -204,18 +209,24 @@ DBObject* Accelerators::RemoveObject(CVKUDatabase* db, uint32_t id) {
   m_Objects.Erase(id);
 
   // Out of the name chain, if its node is in the bucket of its current name (else no
-  // node of the bucket names this id, and its own node stays where it is).
-  ObjectExtra* x = Extra(o);
-  if (o->pszName && x->wNameBucket != kNoNameBucket && x->wNameBucket == NameHash(o->pszName)) {
-    NameSlot* slot = OwnNameSlot(o);
-    IndexNode* next = slot->node.pNext;
-    if (slot->dwBack)
-      static_cast<IndexNode*>(Deref(slot->dwBack))->pNext = next;
-    else
-      *DatabaseInternals::NameBucketOf(db, x->wNameBucket) = next;
-    if (next) SlotOfNameNode(next)->dwBack = slot->dwBack;
+  // node of the bucket names this id, and its own node stays where it is): with the
+  // next batch.
+  uint32_t nameBucket = IndexedBucket(o);
+  if (!m_RenamedBuckets.empty()) m_RenamedBuckets.erase(id);
+  if (o->pszName && nameBucket != kNoNameBucket && nameBucket == NameHash(o->pszName)) {
+    try {
+      m_DeletedNames.push_back(OwnNameNode(o));
+    } catch (const std::bad_alloc&) {  // no room to remember it: unlinked at once
+      for (IndexNode** at = DatabaseInternals::NameBucketOf(db, nameBucket); *at; at = &(*at)->pNext) {
+        if (*at == OwnNameNode(o)) {
+          *at = (*at)->pNext;
+          break;
+        }
+      }
+    }
   }
 
+  ObjectExtra* x = Extra(o);
   // Out of the object list; the record keeps its own next pointer.
   DBObject* prev = x->dwListPrev ? static_cast<DBObject*>(Deref(x->dwListPrev)) : nullptr;
   if (prev)
@@ -223,15 +234,32 @@ DBObject* Accelerators::RemoveObject(CVKUDatabase* db, uint32_t id) {
   else
     *DatabaseInternals::ObjectListHead(db) = o->pNext;
   if (o->pNext) Extra(o->pNext)->dwListPrev = x->dwListPrev;
+  if (m_DeletedNames.size() > m_Objects.Size() / 4 + 1024) FinishNameRemovals(db);
   return o;
+}
+
+void Accelerators::FinishNameRemovals(CVKUDatabase* db) {
+  if (m_DeletedNames.empty()) return;
+  std::sort(m_DeletedNames.begin(), m_DeletedNames.end());
+  for (uint32_t b = 0; b < kNameBuckets; ++b) {
+    for (IndexNode** at = DatabaseInternals::NameBucketOf(db, b); *at;) {
+      if (std::binary_search(m_DeletedNames.begin(), m_DeletedNames.end(), *at))
+        *at = (*at)->pNext;
+      else
+        at = &(*at)->pNext;
+    }
+  }
+  m_DeletedNames.clear();
+  if (m_DeletedNames.capacity() > 4096) std::vector<IndexNode*>().swap(m_DeletedNames);
 }
 
 void Accelerators::BeforeRename(CVKUDatabase* db, DBObject* o) {
   if (!m_bValid) return;
+  m_dwRenameBucket = IndexedBucket(o);
   if (Object(o->dwID) != o) {
     // A deleted record renamed through another handle: its name node may have stayed
     // in a chain, where the new name could make it found. The walks know what to do.
-    if (Extra(o)->wNameBucket != kNoNameBucket) Invalidate(db);
+    Invalidate(db);
     return;
   }
   try {
@@ -244,6 +272,12 @@ void Accelerators::BeforeRename(CVKUDatabase* db, DBObject* o) {
 void Accelerators::AfterRename(CVKUDatabase* db, DBObject* o) {
   if (!m_bValid || Object(o->dwID) != o) return;
   try {
+    // The name node stays in its bucket: remembered if the new name does not tell it.
+    uint32_t derived = EntersNameIndex(o->pszName, o->dwType) ? NameHash(o->pszName) : kNoNameBucket;
+    if (derived != m_dwRenameBucket)
+      m_RenamedBuckets[o->dwID] = static_cast<uint16_t>(m_dwRenameBucket);
+    else if (!m_RenamedBuckets.empty())
+      m_RenamedBuckets.erase(o->dwID);
     RestoreEntries(db, o);
   } catch (const std::bad_alloc&) {
     Invalidate(db);
@@ -256,12 +290,12 @@ void Accelerators::GrowChildren(size_t size) {
   std::vector<PieceRef> buckets(size, 0);
   uint32_t mask = static_cast<uint32_t>(size - 1);
   for (PieceRef first : m_ChildBuckets) {
-    for (PieceRef r = first; r;) {
+    for (PieceRef r = first; IsRef(r);) {
       DBObject* c = static_cast<DBObject*>(static_cast<IndexNode*>(Deref(r))->pRecord);
       ObjectExtra* x = Extra(c);
       PieceRef next = x->dwChildNext;
       PieceRef& head = buckets[MixKey(x->dwChildParent, NameKey(c->pszName)) & mask];
-      x->dwChildNext = head;
+      x->dwChildNext = IsRef(head) ? head : kChainEnd;
       head = r;
       r = next;
     }
@@ -269,37 +303,38 @@ void Accelerators::GrowChildren(size_t size) {
   m_ChildBuckets.swap(buckets);
 }
 
+// The buckets are half as many as the entries (two to a bucket on average): a lookup
+// looks at one object more, and a million objects save 2 MB.
 void Accelerators::ReserveChildren(size_t entries) {
   size_t size = 1024;
-  while (size < entries) size *= 2;
+  while (size * 2 < entries) size *= 2;
   if (size > m_ChildBuckets.size()) GrowChildren(size);
 }
 
 void Accelerators::AddChild(uint32_t parentId, DBObject* child) {
   ObjectExtra* x = Extra(child);
   uint32_t key = NameKey(child->pszName);
-  if (x->bFlags & kInChildIndex) {  // its own entry is taken: a second parent link
+  if (x->dwChildNext) {  // its own entry is taken: a second parent link
     m_MoreParents.Add(parentId, key, child->dwID);
     return;
   }
-  if (m_nChildren + 1 > m_ChildBuckets.size()) GrowChildren(m_ChildBuckets.empty() ? 1024 : m_ChildBuckets.size() * 2);
+  if (m_nChildren + 1 > 2 * m_ChildBuckets.size()) GrowChildren(m_ChildBuckets.empty() ? 1024 : m_ChildBuckets.size() * 2);
   PieceRef& head = m_ChildBuckets[ChildBucket(parentId, key)];
   x->dwChildParent = parentId;
-  x->dwChildNext = head;
+  x->dwChildNext = IsRef(head) ? head : kChainEnd;
   head = NodeRef(child);
-  x->bFlags |= kInChildIndex;
   ++m_nChildren;
 }
 
 bool Accelerators::RemoveChild(uint32_t parentId, DBObject* child) {
   ObjectExtra* x = Extra(child);
   uint32_t key = NameKey(child->pszName);
-  if ((x->bFlags & kInChildIndex) && x->dwChildParent == parentId) {
-    for (PieceRef* link = &m_ChildBuckets[ChildBucket(parentId, key)]; *link;) {
+  if (x->dwChildNext && x->dwChildParent == parentId) {
+    for (PieceRef* link = &m_ChildBuckets[ChildBucket(parentId, key)]; IsRef(*link);) {
       DBObject* c = static_cast<DBObject*>(static_cast<IndexNode*>(Deref(*link))->pRecord);
       if (c == child) {
         *link = x->dwChildNext;
-        x->bFlags &= static_cast<uint8_t>(~kInChildIndex);
+        x->dwChildNext = 0;
         --m_nChildren;
         return true;
       }
@@ -312,8 +347,8 @@ bool Accelerators::RemoveChild(uint32_t parentId, DBObject* child) {
 
 void Accelerators::ObjectMoved(DBObject* record, PieceRef from, PieceRef to) {
   ObjectExtra* x = Extra(record);
-  if (!(x->bFlags & kInChildIndex)) return;
-  for (PieceRef* link = &m_ChildBuckets[ChildBucket(x->dwChildParent, NameKey(record->pszName))]; *link;) {
+  if (!x->dwChildNext) return;
+  for (PieceRef* link = &m_ChildBuckets[ChildBucket(x->dwChildParent, NameKey(record->pszName))]; IsRef(*link);) {
     if (*link == from) {
       *link = to;
       return;
@@ -338,7 +373,7 @@ void Accelerators::ParentRemoved(uint32_t parentId, DBObject* child) {
 void Accelerators::Children(uint32_t parentId, const char* name, size_t length, std::vector<DBObject*>& out) const {
   uint32_t key = NameKey(name, length);
   if (!m_ChildBuckets.empty()) {
-    for (PieceRef r = m_ChildBuckets[ChildBucket(parentId, key)]; r;) {
+    for (PieceRef r = m_ChildBuckets[ChildBucket(parentId, key)]; IsRef(r);) {
       DBObject* c = static_cast<DBObject*>(static_cast<IndexNode*>(Deref(r))->pRecord);
       const ObjectExtra* x = Extra(c);
       if (x->dwChildParent == parentId && NameIs(c->pszName, name, length)) out.push_back(c);

@@ -6,8 +6,8 @@
 // lists in their order. Beside them this object keeps:
 //   - an id map for objects and one for links (IdMap.h): id -> the id-index node that
 //     points at the record, so that a lookup by id is one step, not a chain walk;
-//   - a back reference in each object's list slot and in each name node, so that an
-//     object is unlinked from the object list and its name node from its chain at once;
+//   - a back reference in each object's list slot, so that an object leaves the object
+//     list at once;
 //   - the child index: (parent id, name) -> the objects with a parent link (type 1) from
 //     that parent and that current name, which turns a lookup by path into one step per
 //     component (PathWalk.cpp);
@@ -16,9 +16,12 @@
 //   - reuse of arena space given up by SetData, SetName and growing link arrays.
 //
 // Chains of the id indexes are unlinked by moving the bucket's first record into the
-// node that goes: with unique ids the order inside an id chain decides nothing. Links
-// deleted from the link list are unlinked in batches (their order in the list is what
-// the store is written in; a batch keeps it), before anything walks the list.
+// node that goes: with unique ids the order inside an id chain decides nothing. Name
+// nodes and the link list keep their order (candidates are tried in chain order, links
+// are written in list order): deleted ones are unlinked in batches, which keep it,
+// once they are a good part of the whole and before anything walks the chains or the
+// list (the name chains are walked only to choose between several candidates, which
+// are live objects, so a deleted object's node waiting for its batch changes nothing).
 //
 // All of it is exact only while the database is regular: every id unique, every record
 // indexed. A store with duplicate ids, an id counter that wraps, memory running out in
@@ -94,9 +97,11 @@ class Accelerators {
   // ---- Objects. Each call mirrors one step of the database's own algorithm.
   // The record was pushed at the head of the object list (before its old head).
   void ObjectPushed(CVKUDatabase* db, DBObject* o);
-  // The record's nodes were pushed on their chains (the name node if nameBucket is not
-  // kNoNameBucket).
+  // The record's nodes were pushed on their chains.
   void ObjectIndexed(CVKUDatabase* db, DBObject* o);
+  // The name bucket o's name node was pushed on, or kNoNameBucket if it has none: that
+  // of its name, unless a rename (SetName) made it differ.
+  uint32_t IndexedBucket(const DBObject* o) const;
   // Takes a live object out of the id index, the name index (if its node is in the
   // bucket of its current name), the child index, the tops and the object list;
   // null if there is no object with this id.
@@ -116,6 +121,8 @@ class Accelerators {
   void ParentRemoved(uint32_t parentId, DBObject* child);
   // Unlinks the deleted links still in the link list.
   void FinishLinkRemovals(CVKUDatabase* db);
+  // Unlinks the name nodes of deleted objects still in their chains.
+  void FinishNameRemovals(CVKUDatabase* db);
 
   // ---- Path walks.
   // Appends to out the objects with a parent link from parentId whose current name is
@@ -124,7 +131,7 @@ class Accelerators {
   // Appends to out the objects of exactly this type (1, 8 or 0x1000) with this name.
   void Tops(uint32_t type, const char* name, size_t length, std::vector<DBObject*>& out) const;
   static bool IsTopType(uint32_t type) { return type == 1 || type == 8 || type == 0x1000; }
-  // Room for the child index of a store being loaded.
+  // Room for the child index of a store being loaded (entries parent links).
   void ReserveChildren(size_t entries);
   // Asks for the bucket that ParentAdded(.., parentId, child) is about to change.
   void PrefetchChild(uint32_t parentId, const DBObject* child) const {
@@ -161,6 +168,11 @@ class Accelerators {
   KeyedIds m_MoreParents;                // (parent id, name key) -> child id, beyond the first
   KeyedIds m_Tops;                       // (type, name key) -> id
   std::vector<DBLink*> m_DeletedLinks;   // still in the link list
+  std::vector<IndexNode*> m_DeletedNames;  // name nodes still in their chains
+  // Objects whose name node is not (or no longer) in the bucket of their name: id ->
+  // the bucket it is in, or kNoNameBucket.
+  std::unordered_map<uint32_t, uint16_t> m_RenamedBuckets;
+  uint32_t m_dwRenameBucket = kNoNameBucket;  // IndexedBucket before a rename
   std::vector<uint32_t> m_Parents;       // scratch
 
   // Arena reuse: free pieces by size class (capacity / 8), and the room of data and

@@ -203,16 +203,13 @@ void CVKUDatabase::IndexObject(DBObject* object) {
   node->pNext = *bucket;
   *bucket = node;
 
-  ObjectExtra* extra = Extra(object);
-  extra->wNameBucket = kNoNameBucket;
-  extra->bFlags = 0;
+  Extra(object)->dwChildNext = 0;
   if (EntersNameIndex(object->pszName, object->dwType)) {
-    IndexNode* byName = &OwnNameSlot(object)->node;
+    IndexNode* byName = OwnNameNode(object);
     byName->pRecord = object;
     uint32_t hash = NameHash(object->pszName);
     byName->pNext = m_NameIndex[hash];
     m_NameIndex[hash] = byName;
-    extra->wNameBucket = static_cast<uint16_t>(hash);
   }
   if (Accelerators* a = DatabaseInternals::Accel(this)) a->ObjectIndexed(this, object);
 }

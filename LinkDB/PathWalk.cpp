@@ -50,7 +50,7 @@ DBObject* FirstTop(CVKUDatabase* db, Accelerators* a, uint32_t type, const char*
   uint32_t bucket = NameHash(name);
   size_t kept = 0;
   for (DBObject* o : found)
-    if (Extra(o)->wNameBucket == bucket) found[kept++] = o;
+    if (a->IndexedBucket(o) == bucket) found[kept++] = o;
   found.resize(kept);
   return FirstInChain(db, bucket, found);
 }
@@ -140,7 +140,7 @@ bool WalkPath(CVKUDatabase* db, Accelerators* a, const char* path, size_t n, DBO
   uint32_t bucket = NameHash(name);
   size_t kept = 0;
   for (DBObject* x : current)
-    if ((x->dwType == type1 || x->dwType == type2) && Extra(x)->wNameBucket == bucket) current[kept++] = x;
+    if ((x->dwType == type1 || x->dwType == type2) && a->IndexedBucket(x) == bucket) current[kept++] = x;
   current.resize(kept);
   *found = FirstInChain(db, bucket, current);
   return true;

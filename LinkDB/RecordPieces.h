@@ -2,13 +2,13 @@
 // together with the index nodes that are pushed for it and a few words the accelerators
 // keep for it (Accelerators.h), so that all of them are found from the record itself:
 //
-//   object: [DBObject][id node][ObjectExtra][name node, back reference][name, NUL]
+//   object: [DBObject][id node][ObjectExtra][name node][name, NUL]
 //   link:   [DBLink][link node]
 //
 // The nodes are the IndexNode of the database's hash indexes, pushed on their chains as
-// ever. The name node and its back reference are there only for an object that enters
-// the name index (named, of a type in 0x103F); the name only for a named object.
-// Records and nodes lie back to back without padding, like every arena piece.
+// ever. The name node is there only for an object that enters the name index (named, of
+// a type in 0x103F); the name only for a named object. Records and nodes lie back to
+// back without padding, like every arena piece.
 #ifndef VKLINKDB_RECORDPIECES_H
 #define VKLINKDB_RECORDPIECES_H
 
@@ -32,39 +32,31 @@ typedef uint32_t PieceRef;
 struct ObjectExtra {
   PieceRef dwListPrev;     // the record before this one in the object list; 0 at the head
   uint32_t dwChildParent;  // parent id of the object's own entry in the child index
-  PieceRef dwChildNext;    // id node of the next object in that entry's bucket
-  uint16_t wNameBucket;    // the name bucket its name node was pushed on, or kNoNameBucket
-  uint8_t bFlags;          // kInChildIndex
-};
-
-// The name node with the reference to the node before it in its bucket's chain.
-struct NameSlot {
-  IndexNode node;
-  PieceRef dwBack;  // the node before this one; 0 when it is the bucket's first
+  PieceRef dwChildNext;    // id node of the next object in that entry's bucket; kChainEnd
+                           // for the last one; 0 while the object has no entry
 };
 #pragma pack(pop)
 
+enum : PieceRef { kChainEnd = 1 };  // never a reference (Accelerators::Deref)
+inline bool IsRef(PieceRef r) { return r > kChainEnd; }
 enum : uint16_t { kNoNameBucket = 0xFFFF };
-enum : uint8_t { kInChildIndex = 1 };
 
 inline unsigned char* PieceBytes(const void* p) { return static_cast<unsigned char*>(const_cast<void*>(p)); }
 
 inline bool EntersNameIndex(const char* name, uint32_t type) { return name && name[0] && (type & 0x103F); }
 
 inline size_t ObjectPieceSize(bool byName, uint32_t nameLength) {
-  return sizeof(DBObject) + sizeof(IndexNode) + sizeof(ObjectExtra) + (byName ? sizeof(NameSlot) : 0) +
+  return sizeof(DBObject) + sizeof(IndexNode) + sizeof(ObjectExtra) + (byName ? sizeof(IndexNode) : 0) +
          (nameLength ? nameLength + 1 : 0);
 }
 inline IndexNode* OwnIdNode(DBObject* o) { return reinterpret_cast<IndexNode*>(PieceBytes(o) + sizeof(DBObject)); }
 inline ObjectExtra* Extra(const DBObject* o) {
   return reinterpret_cast<ObjectExtra*>(PieceBytes(o) + sizeof(DBObject) + sizeof(IndexNode));
 }
-// Only for an object whose piece has a name slot (wNameBucket != kNoNameBucket).
-inline NameSlot* OwnNameSlot(DBObject* o) {
-  return reinterpret_cast<NameSlot*>(PieceBytes(o) + sizeof(DBObject) + sizeof(IndexNode) + sizeof(ObjectExtra));
+// Only for an object whose piece has a name node (it entered the name index).
+inline IndexNode* OwnNameNode(DBObject* o) {
+  return reinterpret_cast<IndexNode*>(PieceBytes(o) + sizeof(DBObject) + sizeof(IndexNode) + sizeof(ObjectExtra));
 }
-// The name node of a chain is always a NameSlot's.
-inline NameSlot* SlotOfNameNode(IndexNode* node) { return reinterpret_cast<NameSlot*>(node); }
 inline char* PieceName(DBObject* o, bool byName) {
   return reinterpret_cast<char*>(PieceBytes(o) + ObjectPieceSize(byName, 0));
 }

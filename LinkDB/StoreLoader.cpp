@@ -32,14 +32,16 @@ void DatabaseInternals::CreateRoot(CVKUDatabase* db) {
 namespace {
 
 // Takes a link array of count entries the way loading does: more than 2 on the
-// general heap with room rounded up to a multiple of 10, 1 or 2 in the arena. Returns
-// the count field to store (with the heap bit) and the array, or count 0 on failure.
+// general heap, 1 or 2 in the arena. Returns the count field to store (with the heap
+// bit) and the array, or count 0 on failure. A heap array gets room for its entries
+// only: most loaded arrays never grow, and the first entry added moves one to room
+// for a multiple of 10 (LinkArrays.h).
 uint32_t* TakeLoadedArray(CVKUDatabase* db, uint32_t count, uint32_t* countField) {
   *countField = 0;
   if (count == 0) return nullptr;
   uint32_t* array;
   if (count > 2) {
-    array = NewHeapArray(RoundedCapacity(count));
+    array = NewHeapArray(count);
     if (array) *countField = count | VKU_COUNT_ON_HEAP;
   } else {
     array = static_cast<uint32_t*>(DatabaseInternals::Carve(db, count * sizeof(uint32_t)));

@@ -3,8 +3,8 @@
 // general heap with room for a multiple of 10 entries, recorded by bit 30 of its count.
 //
 // Heap arrays carry their capacity in a word before the first entry, so that an array
-// is grown in place exactly while it has room. (Arrays read from a store have room for
-// their entries only; the first entry added moves them to a multiple of 10.) Small ones come from a pool of slabs
+// is grown in place exactly while it has room. (Arrays read from a store lie in the
+// arena with room for their entries only; the first entry added moves them to the heap.) Small ones come from a pool of slabs
 // (one size class per capacity) rather than from malloc one by one: a million small
 // arrays cost their entries and one word each, not an allocator header each, and
 // freeing one makes its slot ready for the next array of that capacity.

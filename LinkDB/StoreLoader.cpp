@@ -31,16 +31,17 @@ void DatabaseInternals::CreateRoot(CVKUDatabase* db) {
 
 namespace {
 
-// Takes a link array of count entries the way loading does: more than 2 on the
-// general heap, 1 or 2 in the arena. Returns the count field to store (with the heap
-// bit) and the array, or count 0 on failure. A heap array gets room for its entries
-// only: most loaded arrays never grow, and the first entry added moves one to room
-// for a multiple of 10 (LinkArrays.h).
+// Takes a link array of count entries the way loading does. Returns the count field to
+// store and the array, or count 0 on failure. An array read from a store is carved from
+// the arena with room for its entries only, next to its object: most loaded arrays never
+// grow, and the first entry added moves one to the general heap with room for a
+// multiple of 10, as it moves any arena array of 2 entries or more (LinkArrays.h). Only
+// an array too large for an arena piece goes to the heap at once.
 uint32_t* TakeLoadedArray(CVKUDatabase* db, uint32_t count, uint32_t* countField) {
   *countField = 0;
   if (count == 0) return nullptr;
   uint32_t* array;
-  if (count > 2) {
+  if (count > kArenaBlockSpace / sizeof(uint32_t)) {
     array = NewHeapArray(count);
     if (array) *countField = count | VKU_COUNT_ON_HEAP;
   } else {
@@ -172,13 +173,34 @@ bool LoadLinks(CVKUDatabase* db, const unsigned char* data, size_t size, LoadedL
   return true;
 }
 
+// Where the obj.dat entry at pos ends, having asked for the links its entries name;
+// size if it is not whole.
+size_t PrefetchEntry(const unsigned char* data, size_t size, size_t pos, const LoadedLinks* ends) {
+  if (size - pos < kObjectFixedSize + 2) return size;
+  uint32_t fromCount = ReadU32(data + pos + 20) & VKU_ENTRY_ID_MASK;
+  uint32_t toCount = ReadU32(data + pos + 28) & VKU_ENTRY_ID_MASK;
+  uint32_t dataSize = ReadU32(data + pos + 37);
+  size_t at = pos + kObjectFixedSize + 2 + ReadU16(data + pos + kObjectFixedSize);
+  if (at > size || (size - at) / 4 < static_cast<uint64_t>(fromCount) + toCount) return size;
+  ends->Prefetch(data + at, fromCount + toCount);
+  at += 4 * (static_cast<size_t>(fromCount) + toCount);
+  return size - at < dataSize ? size : at + dataSize;
+}
+
 // The entries of obj.dat, each checked against the links loaded (while the
 // accelerators are on; else DropDanglingEntries does it afterwards).
 bool LoadObjects(CVKUDatabase* db, const unsigned char* data, size_t size, const LoadedLinks* ends) {
   bool whole = true;
   size_t pos = 0;
   ChildBatch children;
+  // The links an entry names are asked for some entries before it is read: they lie
+  // all over the table, and each would otherwise wait for memory.
+  const int kAhead = 16;
+  size_t ahead = 0;
+  if (ends->Ready())
+    for (int i = 0; i < kAhead && ahead < size; ++i) ahead = PrefetchEntry(data, size, ahead, ends);
   while (size - pos >= kObjectFixedSize) {
+    if (ends->Ready() && ahead < size) ahead = PrefetchEntry(data, size, ahead, ends);
     const unsigned char* fixed = data + pos;
     uint32_t id = ReadU32(fixed + 8);
     uint32_t type = ReadU32(fixed + 12);
@@ -206,11 +228,6 @@ bool LoadObjects(CVKUDatabase* db, const unsigned char* data, size_t size, const
     const unsigned char* clientData = data + at;
     at += dataSize;
     pos = at;
-    // The links the entries name are asked for now and read below.
-    if (ends->Ready()) {
-      ends->Prefetch(from, fromCount);
-      ends->Prefetch(to, toCount);
-    }
 
     // The record, its index nodes and its name in one piece (RecordPieces.h). A name
     // of NUL bytes is kept as it is; only its first byte decides the name index.

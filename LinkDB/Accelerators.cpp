@@ -157,7 +157,7 @@ uint32_t Accelerators::IndexedBucket(const DBObject* o) const {
     auto it = m_RenamedBuckets.find(o->dwID);
     if (it != m_RenamedBuckets.end()) return it->second;
   }
-  return EntersNameIndex(o->pszName, o->dwType) ? NameHash(o->pszName) : kNoNameBucket;
+  return EntersNameIndex(o->pszName, o->dwType) ? NameHash(o->pszName) : static_cast<uint32_t>(kNoNameBucket);
 }
 
 void Accelerators::ParentsOf(CVKUDatabase* db, DBObject* o, std::vector<uint32_t>& out) const {
@@ -273,7 +273,7 @@ void Accelerators::AfterRename(CVKUDatabase* db, DBObject* o) {
   if (!m_bValid || Object(o->dwID) != o) return;
   try {
     // The name node stays in its bucket: remembered if the new name does not tell it.
-    uint32_t derived = EntersNameIndex(o->pszName, o->dwType) ? NameHash(o->pszName) : kNoNameBucket;
+    uint32_t derived = EntersNameIndex(o->pszName, o->dwType) ? NameHash(o->pszName) : static_cast<uint32_t>(kNoNameBucket);
     if (derived != m_dwRenameBucket)
       m_RenamedBuckets[o->dwID] = static_cast<uint16_t>(m_dwRenameBucket);
     else if (!m_RenamedBuckets.empty())
@@ -295,7 +295,7 @@ void Accelerators::GrowChildren(size_t size) {
       ObjectExtra* x = Extra(c);
       PieceRef next = x->dwChildNext;
       PieceRef& head = buckets[MixKey(x->dwChildParent, NameKey(c->pszName)) & mask];
-      x->dwChildNext = IsRef(head) ? head : kChainEnd;
+      x->dwChildNext = IsRef(head) ? head : static_cast<PieceRef>(kChainEnd);
       head = r;
       r = next;
     }
@@ -307,7 +307,7 @@ void Accelerators::GrowChildren(size_t size) {
 // looks at one object more, and a million objects save 2 MB.
 void Accelerators::ReserveChildren(size_t entries) {
   size_t size = 1024;
-  while (size * 2 < entries) size *= 2;
+  while (size < entries) size *= 2;
   if (size > m_ChildBuckets.size()) GrowChildren(size);
 }
 
@@ -318,10 +318,10 @@ void Accelerators::AddChild(uint32_t parentId, DBObject* child) {
     m_MoreParents.Add(parentId, key, child->dwID);
     return;
   }
-  if (m_nChildren + 1 > 2 * m_ChildBuckets.size()) GrowChildren(m_ChildBuckets.empty() ? 1024 : m_ChildBuckets.size() * 2);
+  if (m_nChildren + 1 > m_ChildBuckets.size()) GrowChildren(m_ChildBuckets.empty() ? 1024 : m_ChildBuckets.size() * 2);
   PieceRef& head = m_ChildBuckets[ChildBucket(parentId, key)];
   x->dwChildParent = parentId;
-  x->dwChildNext = IsRef(head) ? head : kChainEnd;
+  x->dwChildNext = IsRef(head) ? head : static_cast<PieceRef>(kChainEnd);
   head = NodeRef(child);
   ++m_nChildren;
 }
@@ -398,40 +398,32 @@ void Accelerators::Tops(uint32_t type, const char* name, size_t length, std::vec
 
 void Accelerators::LinkIndexed(CVKUDatabase* db, DBLink* l) {
   if (!m_bValid) return;
-  PieceRef ref = RefOf(l);
+  int64_t slot = m_Links.SlotOfLast(l);
   try {
-    if (ref && m_Links.Insert(l->dwID, ref + static_cast<PieceRef>(sizeof(DBLink)))) return;
+    if (slot >= 0 && m_Links.Insert(l->dwID, static_cast<uint32_t>(slot))) return;
   } catch (const std::bad_alloc&) {
   }
   Invalidate(db);  // a second link with this id, or no memory
 }
 
 DBLink* Accelerators::RemoveLink(CVKUDatabase* db, uint32_t id) {
-  PieceRef ref = m_Links.Find(id);
-  if (!ref) return nullptr;
-  IndexNode* node = static_cast<IndexNode*>(Deref(ref));
-  DBLink* l = static_cast<DBLink*>(node->pRecord);
-  IndexNode** bucket = DatabaseInternals::LinkBucketOf(db, id);
-  IndexNode* head = *bucket;
-  if (head != node) {
-    DBLink* moved = static_cast<DBLink*>(head->pRecord);
-    node->pRecord = moved;
-    m_Links.Replace(moved->dwID, ref);
-  }
-  *bucket = head->pNext;
+  DBLink* l = m_Links.Find(id);
+  if (!l) return nullptr;
   m_Links.Erase(id);
   try {
     m_DeletedLinks.push_back(l);
   } catch (const std::bad_alloc&) {
-    // No room to remember it: out of the list at once, the long way.
+    // No room to remember it: out of the list and its chain at once, the long way.
     for (DBLink** at = DatabaseInternals::LinkListHead(db); *at; at = &(*at)->pNext) {
       if (*at == l) {
         *at = l->pNext;
         break;
       }
     }
+    UnlinkIndexNode<DBLink>(DatabaseInternals::LinkBucketOf(db, id), id);
   }
-  // A batch walks the whole list, so it waits until the deleted links are a good part of it.
+  // A batch walks the whole list and index, so it waits until the deleted links are a
+  // good part of them.
   if (m_DeletedLinks.size() > m_Links.Size() / 4 + 1024) FinishLinkRemovals(db);
   return l;
 }
@@ -439,13 +431,23 @@ DBLink* Accelerators::RemoveLink(CVKUDatabase* db, uint32_t id) {
 void Accelerators::FinishLinkRemovals(CVKUDatabase* db) {
   if (m_DeletedLinks.empty()) return;
   std::sort(m_DeletedLinks.begin(), m_DeletedLinks.end());
+  // A live link is the one its id names; only the others need the search.
+  auto deleted = [&](DBLink* l) {
+    return Link(l->dwID) != l && std::binary_search(m_DeletedLinks.begin(), m_DeletedLinks.end(), l);
+  };
   for (DBLink** at = DatabaseInternals::LinkListHead(db); *at;) {
-    DBLink* l = *at;
-    // A live link is the one its id names; only the others need the search.
-    if (Link(l->dwID) != l && std::binary_search(m_DeletedLinks.begin(), m_DeletedLinks.end(), l))
-      *at = l->pNext;
+    if (deleted(*at))
+      *at = (*at)->pNext;
     else
-      at = &l->pNext;
+      at = &(*at)->pNext;
+  }
+  for (uint32_t b = 0; b < kLinkBuckets; ++b) {
+    for (IndexNode** at = DatabaseInternals::LinkBucketOf(db, b); *at;) {
+      if (deleted(static_cast<DBLink*>((*at)->pRecord)))
+        *at = (*at)->pNext;
+      else
+        at = &(*at)->pNext;
+    }
   }
   m_DeletedLinks.clear();
   if (m_DeletedLinks.capacity() > 4096) std::vector<DBLink*>().swap(m_DeletedLinks);

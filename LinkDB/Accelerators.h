@@ -4,8 +4,9 @@
 // The database's own indexes stay as they are and are kept exactly: the three hash
 // tables of 16,384, 65,536 and 16,384 buckets with their chains, and the object and link
 // lists in their order. Beside them this object keeps:
-//   - an id map for objects and one for links (IdMap.h): id -> the id-index node that
-//     points at the record, so that a lookup by id is one step, not a chain walk;
+//   - an id map for objects (IdMap.h): id -> the id-index node that points at the
+//     record, so that a lookup by id is one step, not a chain walk; links lie in blocks
+//     of their own, where a link id finds its record in one step too (LinkSpace.h);
 //   - a back reference in each object's list slot, so that an object leaves the object
 //     list at once;
 //   - the child index: (parent id, name) -> the objects with a parent link (type 1) from
@@ -15,13 +16,13 @@
 //     and LookupVFILE find by name alone;
 //   - reuse of arena space given up by SetData, SetName and growing link arrays.
 //
-// Chains of the id indexes are unlinked by moving the bucket's first record into the
-// node that goes: with unique ids the order inside an id chain decides nothing. Name
-// nodes and the link list keep their order (candidates are tried in chain order, links
-// are written in list order): deleted ones are unlinked in batches, which keep it,
-// once they are a good part of the whole and before anything walks the chains or the
-// list (the name chains are walked only to choose between several candidates, which
-// are live objects, so a deleted object's node waiting for its batch changes nothing).
+// Chains of the object-id index are unlinked by moving the bucket's first record into
+// the node that goes: with unique ids the order inside an id chain decides nothing.
+// Deleted links and the name nodes of deleted objects are unlinked in batches, which
+// keep the order of what stays (candidates are tried in chain order, links are written
+// in list order), once they are a good part of the whole and before anything walks the
+// link list or the chains (the name chains are walked only to choose between several
+// candidates, which are live objects, so a node waiting for its batch changes nothing).
 //
 // All of it is exact only while the database is regular: every id unique, every record
 // indexed. A store with duplicate ids, an id counter that wraps, memory running out in
@@ -37,6 +38,7 @@
 #include <vector>
 #include "IdMap.h"
 #include "KeyedIds.h"
+#include "LinkSpace.h"
 #include "RecordPieces.h"
 
 class CVKUDatabase;
@@ -87,10 +89,7 @@ class Accelerators {
     PieceRef r = m_Objects.Find(id);
     return r ? static_cast<DBObject*>(static_cast<IndexNode*>(Deref(r))->pRecord) : nullptr;
   }
-  DBLink* Link(uint32_t id) const {
-    PieceRef r = m_Links.Find(id);
-    return r ? static_cast<DBLink*>(static_cast<IndexNode*>(Deref(r))->pRecord) : nullptr;
-  }
+  DBLink* Link(uint32_t id) const { return m_Links.Find(id); }
   size_t ObjectCount() const { return m_Objects.Size(); }
   size_t LinkCount() const { return m_Links.Size(); }
 
@@ -112,14 +111,16 @@ class Accelerators {
   void AfterRename(CVKUDatabase* db, DBObject* o);
 
   // ---- Links.
+  // A piece for a new link record (RecordPieces.h), in the link blocks.
+  DBLink* CarveLink(CVKUDatabase* db) { return m_Links.Carve(db); }
   void LinkIndexed(CVKUDatabase* db, DBLink* l);
-  // Takes a live link out of the link index; it leaves the link list with the next
-  // batch. Null if there is no link with this id.
+  // Takes a live link out of the accelerators; it leaves the link list and its id chain
+  // with the next batch. Null if there is no link with this id.
   DBLink* RemoveLink(CVKUDatabase* db, uint32_t id);
   // A parent link from parentId was added to, or removed from, child's incoming array.
   void ParentAdded(CVKUDatabase* db, uint32_t parentId, DBObject* child);
   void ParentRemoved(uint32_t parentId, DBObject* child);
-  // Unlinks the deleted links still in the link list.
+  // Unlinks the deleted links still in the link list and the link index's chains.
   void FinishLinkRemovals(CVKUDatabase* db);
   // Unlinks the name nodes of deleted objects still in their chains.
   void FinishNameRemovals(CVKUDatabase* db);
@@ -162,12 +163,13 @@ class Accelerators {
 
   bool m_bValid = true;
   std::vector<unsigned char*> m_Blocks;  // the arena blocks' space, by block number
-  IdMap m_Objects, m_Links;
+  IdMap m_Objects;
+  LinkSpace m_Links;
   std::vector<PieceRef> m_ChildBuckets;  // id node of each bucket's first object
   size_t m_nChildren = 0;
   KeyedIds m_MoreParents;                // (parent id, name key) -> child id, beyond the first
   KeyedIds m_Tops;                       // (type, name key) -> id
-  std::vector<DBLink*> m_DeletedLinks;   // still in the link list
+  std::vector<DBLink*> m_DeletedLinks;   // still in the link list and chains
   std::vector<IndexNode*> m_DeletedNames;  // name nodes still in their chains
   // Objects whose name node is not (or no longer) in the bucket of their name: id ->
   // the bucket it is in, or kNoNameBucket.

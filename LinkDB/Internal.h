@@ -159,6 +159,12 @@ struct DatabaseInternals {
   static void* Carve(CVKUDatabase* db, unsigned long size, uint32_t* capacity);
   // A piece from the newest block only: records, whose pieces the accelerators refer to.
   static void* CarveRecord(CVKUDatabase* db, unsigned long size);
+  // A link piece (RecordPieces.h): in the link blocks while the accelerators are on.
+  static DBLink* CarveLink(CVKUDatabase* db) {
+    if (vkl::Accelerators* a = Accel(db))
+      if (DBLink* l = a->CarveLink(db)) return l;
+    return static_cast<DBLink*>(CarveRecord(db, vkl::LinkPieceSize()));
+  }
   // Gives a piece that nothing refers to any more back to the arena for reuse.
   static void GiveBack(CVKUDatabase* db, void* piece, uint32_t capacity) {
     if (vkl::Accelerators* b = Bundle(db)) b->GiveBack(piece, capacity);

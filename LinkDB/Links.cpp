@@ -23,7 +23,7 @@ CVKULink* DatabaseInternals::NewLinkHandle(DBLink* record) {
 DBLink* CVKUDatabase::MakeNewLink(unsigned long source, unsigned long target, unsigned long type,
                                   unsigned long, unsigned long, unsigned char*, int persistent) {
   // The record and its index node in one piece (RecordPieces.h).
-  DBLink* l = static_cast<DBLink*>(DatabaseInternals::CarveRecord(this, LinkPieceSize()));
+  DBLink* l = DatabaseInternals::CarveLink(this);
   if (!l) return nullptr;
   if (persistent) DatabaseInternals::MarkSharedDirty();
   l->dwSource = static_cast<uint32_t>(source);

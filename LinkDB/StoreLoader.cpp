@@ -157,7 +157,7 @@ bool LoadLinks(CVKUDatabase* db, const unsigned char* data, size_t size, LoadedL
   *parentLinks = 0;
   for (size_t i = 0; i < count; ++i) {
     const unsigned char* r = data + i * kLinkRecordSize;
-    DBLink* l = static_cast<DBLink*>(DatabaseInternals::CarveRecord(db, LinkPieceSize()));
+    DBLink* l = DatabaseInternals::CarveLink(db);
     if (!l) return false;
     l->dwID = ReadU32(r + 4);
     l->dwSource = ReadU32(r + 8);

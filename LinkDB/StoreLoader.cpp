@@ -60,9 +60,11 @@ struct LinkEnds {
 };
 
 // The ends of every loaded link by id, while the accelerators are on (ids then unique):
-// an array by id rather than the link index, one read per entry and one that can be
-// asked for ahead of time, since an object's entries name links all over the store.
-// Only for ids close enough together; else the link index answers.
+// arrays by id rather than the link index, one read per entry, since an object's
+// entries name links all over the store. Sources and targets in arrays of their own: an
+// outgoing entry needs the source, an incoming one the target, and each array is a
+// third of a table of whole links, which the processor's address translation covers
+// better. Only for ids close enough together; else the link index answers.
 class LoadedLinks {
  public:
   bool Reserve(const unsigned char* data, size_t count) {
@@ -70,32 +72,43 @@ class LoadedLinks {
     for (size_t i = 0; i < count; ++i) maxId = std::max(maxId, ReadU32(data + i * kLinkRecordSize + 4));
     if (maxId > 2 * count + 65536) return false;
     try {
-      m_Ends.resize(static_cast<size_t>(maxId) + 1);
+      m_Source.resize(static_cast<size_t>(maxId) + 1);
+      m_Target.resize(static_cast<size_t>(maxId) + 1);
       m_Present.assign(static_cast<size_t>(maxId) / 64 + 1, 0);
+      m_Parent.assign(static_cast<size_t>(maxId) / 64 + 1, 0);
     } catch (const std::bad_alloc&) {
-      m_Ends.clear();
+      m_Source.clear();
       return false;
     }
     return true;
   }
-  bool Ready() const { return !m_Ends.empty(); }
+  bool Ready() const { return !m_Source.empty(); }
   void Set(const DBLink* l) {
-    m_Ends[l->dwID] = LinkEnds{l->dwSource, l->dwTarget, l->dwType};
+    m_Source[l->dwID] = l->dwSource;
+    m_Target[l->dwID] = l->dwTarget;
     m_Present[l->dwID / 64] |= uint64_t(1) << (l->dwID % 64);
+    uint64_t parent = uint64_t(l->dwType == VKU_LINK_PARENT) << (l->dwID % 64);
+    m_Parent[l->dwID / 64] = (m_Parent[l->dwID / 64] & ~(uint64_t(1) << (l->dwID % 64))) | parent;
   }
-  const LinkEnds* Find(uint32_t id) const {
-    return id < m_Ends.size() && (m_Present[id / 64] >> (id % 64) & 1) ? &m_Ends[id] : nullptr;
+  bool Present(uint32_t id) const { return id < m_Source.size() && (m_Present[id / 64] >> (id % 64) & 1); }
+  bool Find(uint32_t id, LinkEnds* out) const {
+    if (!Present(id)) return false;
+    *out = LinkEnds{m_Source[id], m_Target[id], IsParent(id) ? uint32_t(VKU_LINK_PARENT) : 0u};
+    return true;
   }
-  void Prefetch(const unsigned char* entries, uint32_t count) const {
-    for (uint32_t i = 0; i < count; ++i) {
-      uint32_t id = ReadU32(entries + 4 * i) & VKU_ENTRY_ID_MASK;
-      if (id < m_Ends.size()) __builtin_prefetch(&m_Ends[id]);
-    }
+  // The end that the entry of an outgoing (source) or incoming (target) array names;
+  // 0 with no link (false).
+  bool End(uint32_t id, bool outgoing, uint32_t* end) const {
+    bool present = Present(id);
+    *end = present ? (outgoing ? m_Source[id] : m_Target[id]) : 0;
+    return present;
   }
+  bool IsParent(uint32_t id) const { return m_Parent[id / 64] >> (id % 64) & 1; }
+  uint32_t Source(uint32_t id) const { return m_Source[id]; }
 
  private:
-  std::vector<LinkEnds> m_Ends;
-  std::vector<uint64_t> m_Present;
+  std::vector<uint32_t> m_Source, m_Target;
+  std::vector<uint64_t> m_Present, m_Parent;
 };
 
 // Parent links waiting to enter the child index; the bucket of each was asked for
@@ -134,9 +147,7 @@ void KeepNamedEntries(CVKUDatabase* db, const LoadedLinks* ends, DBObject* o, bo
     uint32_t id = array[i] & VKU_ENTRY_ID_MASK;
     LinkEnds found;
     if (ends && ends->Ready()) {
-      const LinkEnds* e = ends->Find(id);
-      if (!e) continue;
-      found = *e;
+      if (!ends->Find(id, &found)) continue;
     } else {
       DBLink* l = DatabaseInternals::FindLink(db, id);
       if (!l) continue;
@@ -173,19 +184,80 @@ bool LoadLinks(CVKUDatabase* db, const unsigned char* data, size_t size, LoadedL
   return true;
 }
 
-// Where the obj.dat entry at pos ends, having asked for the links its entries name;
-// size if it is not whole.
-size_t PrefetchEntry(const unsigned char* data, size_t size, size_t pos, const LoadedLinks* ends) {
-  if (size - pos < kObjectFixedSize + 2) return size;
-  uint32_t fromCount = ReadU32(data + pos + 20) & VKU_ENTRY_ID_MASK;
-  uint32_t toCount = ReadU32(data + pos + 28) & VKU_ENTRY_ID_MASK;
-  uint32_t dataSize = ReadU32(data + pos + 37);
-  size_t at = pos + kObjectFixedSize + 2 + ReadU16(data + pos + kObjectFixedSize);
-  if (at > size || (size - at) / 4 < static_cast<uint64_t>(fromCount) + toCount) return size;
-  ends->Prefetch(data + at, fromCount + toCount);
-  at += 4 * (static_cast<size_t>(fromCount) + toCount);
-  return size - at < dataSize ? size : at + dataSize;
-}
+// Checks the entries of a few objects at a time, as KeepNamedEntries does: the ends of
+// all their links are read first, in one loop of reads that do not wait for each other
+// (the links lie all over the table of ends; one read at a time, each would wait for
+// memory), then each array is compacted and its parent links indexed.
+class EntryChecker {
+ public:
+  void Add(CVKUDatabase* db, const LoadedLinks* ends, DBObject* o, ChildBatch* children) {
+    m_Objects[m_nObjects++] = o;
+    m_nEntries += (o->dwLinksFromCount & VKU_ENTRY_ID_MASK) + (o->dwLinksToCount & VKU_ENTRY_ID_MASK);
+    if (m_nObjects == kObjects || m_nEntries >= kEntries) Flush(db, ends, children);
+  }
+  void Flush(CVKUDatabase* db, const LoadedLinks* ends, ChildBatch* children) {
+    if (!ends->Ready()) {
+      for (size_t i = 0; i < m_nObjects; ++i) {
+        KeepNamedEntries(db, ends, m_Objects[i], true, nullptr);
+        KeepNamedEntries(db, ends, m_Objects[i], false, children);
+      }
+    } else {
+      try {
+        m_Found.resize(m_nEntries);
+        m_Present.resize(m_nEntries);
+        m_Ids.resize(m_nEntries);
+      } catch (const std::bad_alloc&) {
+        m_Found.clear();
+      }
+      if (m_Found.size() < m_nEntries) {  // no room: one object at a time
+        for (size_t i = 0; i < m_nObjects; ++i) {
+          KeepNamedEntries(db, ends, m_Objects[i], true, nullptr);
+          KeepNamedEntries(db, ends, m_Objects[i], false, children);
+        }
+      } else {
+        size_t k = 0;
+        for (size_t i = 0; i < m_nObjects; ++i) {
+          DBObject* o = m_Objects[i];
+          for (uint32_t j = 0; j < (o->dwLinksFromCount & VKU_ENTRY_ID_MASK); ++j, ++k) {
+            m_Ids[k] = o->pLinksFrom[j] & VKU_ENTRY_ID_MASK;
+            m_Present[k] = ends->End(m_Ids[k], true, &m_Found[k]);
+          }
+          for (uint32_t j = 0; j < (o->dwLinksToCount & VKU_ENTRY_ID_MASK); ++j, ++k) {
+            m_Ids[k] = o->pLinksTo[j] & VKU_ENTRY_ID_MASK;
+            m_Present[k] = ends->End(m_Ids[k], false, &m_Found[k]);
+          }
+        }
+        k = 0;
+        for (size_t i = 0; i < m_nObjects; ++i) {
+          DBObject* o = m_Objects[i];
+          Keep(db, ends, o, &o->dwLinksFromCount, o->pLinksFrom, &k, nullptr);
+          Keep(db, ends, o, &o->dwLinksToCount, o->pLinksTo, &k, children);
+        }
+      }
+    }
+    m_nObjects = m_nEntries = 0;
+  }
+
+ private:
+  void Keep(CVKUDatabase* db, const LoadedLinks* ends, DBObject* o, uint32_t* countField, uint32_t* array, size_t* k,
+            ChildBatch* children) {
+    uint32_t count = *countField & VKU_ENTRY_ID_MASK, kept = 0;
+    for (uint32_t i = 0; i < count; ++i, ++*k) {
+      if (!m_Present[*k] || m_Found[*k] != o->dwID) continue;
+      array[kept++] = array[i];
+      // For an incoming parent link, the parent (its source) enters the child index.
+      if (children && ends->IsParent(m_Ids[*k]))
+        if (Accelerators* a = DatabaseInternals::Accel(db)) children->Add(db, a, ends->Source(m_Ids[*k]), o);
+    }
+    *countField = (*countField & ~VKU_ENTRY_ID_MASK) | kept;
+  }
+
+  static const size_t kObjects = 64, kEntries = 256;
+  DBObject* m_Objects[kObjects];
+  size_t m_nObjects = 0, m_nEntries = 0;
+  std::vector<uint32_t> m_Ids, m_Found;  // each entry's link, and the end it names
+  std::vector<char> m_Present;
+};
 
 // The entries of obj.dat, each checked against the links loaded (while the
 // accelerators are on; else DropDanglingEntries does it afterwards).
@@ -193,14 +265,8 @@ bool LoadObjects(CVKUDatabase* db, const unsigned char* data, size_t size, const
   bool whole = true;
   size_t pos = 0;
   ChildBatch children;
-  // The links an entry names are asked for some entries before it is read: they lie
-  // all over the table, and each would otherwise wait for memory.
-  const int kAhead = 16;
-  size_t ahead = 0;
-  if (ends->Ready())
-    for (int i = 0; i < kAhead && ahead < size; ++i) ahead = PrefetchEntry(data, size, ahead, ends);
+  EntryChecker checker;
   while (size - pos >= kObjectFixedSize) {
-    if (ends->Ready() && ahead < size) ahead = PrefetchEntry(data, size, ahead, ends);
     const unsigned char* fixed = data + pos;
     uint32_t id = ReadU32(fixed + 8);
     uint32_t type = ReadU32(fixed + 12);
@@ -275,11 +341,9 @@ bool LoadObjects(CVKUDatabase* db, const unsigned char* data, size_t size, const
 
     DatabaseInternals::PushObject(db, o);
     DatabaseInternals::Index(db, o);
-    if (DatabaseInternals::Accel(db)) {
-      KeepNamedEntries(db, ends, o, true, nullptr);
-      KeepNamedEntries(db, ends, o, false, &children);
-    }
+    if (DatabaseInternals::Accel(db)) checker.Add(db, ends, o, &children);
   }
+  if (DatabaseInternals::Accel(db)) checker.Flush(db, ends, &children);
   children.Flush(db);
   return whole;
 }

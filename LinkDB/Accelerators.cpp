@@ -81,13 +81,15 @@ PieceRef Accelerators::RefOf(const void* piece) const {
 // ---- Arena reuse --------------------------------------------------------------------
 
 void* Accelerators::TakeFree(uint32_t size, uint32_t* capacity) {
+  // A piece of the same size: what gives pieces back (data, names, link arrays) asks
+  // for the same sizes again and again.
   if (m_FreePieces.empty() || size == 0) return nullptr;
-  uint32_t cls = (size + 7) / 8;
-  auto it = m_FreePieces.find(cls);
-  if (it == m_FreePieces.end() || it->second.empty()) return nullptr;
+  auto it = m_FreePieces.find(size);
+  if (it == m_FreePieces.end()) return nullptr;
   void* piece = it->second.back();
   it->second.pop_back();
-  if (capacity) *capacity = cls * 8;
+  if (it->second.empty()) m_FreePieces.erase(it);
+  if (capacity) *capacity = size;
   return piece;
 }
 
@@ -96,7 +98,7 @@ void Accelerators::GiveBack(void* piece, uint32_t capacity) {
   // piece, they are blocks of their own (loaded data) and stay where they are.
   if (!piece || capacity < 8 || capacity > kArenaBlockSpace) return;
   try {
-    m_FreePieces[capacity / 8].push_back(piece);
+    m_FreePieces[capacity].push_back(piece);
   } catch (const std::bad_alloc&) {
   }
 }

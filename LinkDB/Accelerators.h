@@ -76,7 +76,7 @@ class Accelerators {
   }
 
   // ---- Reuse of arena space (kept even when the indexes are off).
-  // A free piece of at least size bytes, or null; *capacity gets its size.
+  // A free piece of exactly size bytes, or null; *capacity gets its size.
   void* TakeFree(uint32_t size, uint32_t* capacity);
   void GiveBack(void* piece, uint32_t capacity);
   // The room of a data or name piece whose content takes `used` bytes.
@@ -177,8 +177,8 @@ class Accelerators {
   uint32_t m_dwRenameBucket = kNoNameBucket;  // IndexedBucket before a rename
   std::vector<uint32_t> m_Parents;       // scratch
 
-  // Arena reuse: free pieces by size class (capacity / 8), and the room of data and
-  // name pieces that is larger than their content.
+  // Arena reuse: free pieces by size, and the room of data and name pieces that is
+  // larger than their content.
   std::unordered_map<uint32_t, std::vector<void*>> m_FreePieces;
   std::unordered_map<const void*, uint32_t> m_Capacities;
 };

@@ -402,6 +402,7 @@ void Row(const std::string& name, double vkl, double other, const char* unit, bo
   if (g_results) fprintf(g_results, "%d\t%s\t%.6g\t%.6g\t%d\n", g_tops, name.c_str(), vkl, other, higherIsBetter ? 1 : 0);
 }
 
+#ifdef VKL_WITH_SQLITE
 // The full paths of what a query returns, sorted: the two stores number their objects
 // differently, so their answers are compared by path.
 std::vector<std::string> VklAnswer(CVKUObject* o, bool backwards) {
@@ -418,6 +419,7 @@ std::vector<std::string> VklAnswer(CVKUObject* o, bool backwards) {
   std::sort(paths.begin(), paths.end());
   return paths;
 }
+#endif
 
 // Reads both store files into one buffer, and returns the seconds it took. Either in one
 // read per file into a buffer of the file's size (the least any loader must do), or in

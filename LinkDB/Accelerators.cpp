@@ -25,6 +25,7 @@ void Accelerators::Clear() {
   std::vector<PieceRef>().swap(m_ChildBuckets);
   m_nChildren = 0;
   m_MoreParents.Clear();
+  std::unordered_map<uint32_t, uint32_t>().swap(m_ExtraParents);
   m_Tops.Clear();
   std::vector<DBLink*>().swap(m_DeletedLinks);
   std::vector<IndexNode*>().swap(m_DeletedNames);
@@ -317,7 +318,13 @@ void Accelerators::AddChild(uint32_t parentId, DBObject* child) {
   ObjectExtra* x = Extra(child);
   uint32_t key = NameKey(child->pszName);
   if (x->dwChildNext) {  // its own entry is taken: a second parent link
-    m_MoreParents.Add(parentId, key, child->dwID);
+    ++m_ExtraParents[child->dwID];
+    try {
+      m_MoreParents.Add(parentId, key, child->dwID);
+    } catch (const std::bad_alloc&) {
+      if (--m_ExtraParents[child->dwID] == 0) m_ExtraParents.erase(child->dwID);
+      throw;
+    }
     return;
   }
   if (m_nChildren + 1 > m_ChildBuckets.size()) GrowChildren(m_ChildBuckets.empty() ? 1024 : m_ChildBuckets.size() * 2);
@@ -344,7 +351,10 @@ bool Accelerators::RemoveChild(uint32_t parentId, DBObject* child) {
     }
     return false;
   }
-  return m_MoreParents.Remove(parentId, key, child->dwID);
+  if (!m_MoreParents.Remove(parentId, key, child->dwID)) return false;
+  auto it = m_ExtraParents.find(child->dwID);
+  if (it != m_ExtraParents.end() && --it->second == 0) m_ExtraParents.erase(it);
+  return true;
 }
 
 void Accelerators::ObjectMoved(DBObject* record, PieceRef from, PieceRef to) {

@@ -129,6 +129,16 @@ class Accelerators {
   // Appends to out the objects with a parent link from parentId whose current name is
   // name (an object may come twice).
   void Children(uint32_t parentId, const char* name, size_t length, std::vector<DBObject*>& out) const;
+  // The parent links of a live object, when the child index knows them: -1 if it does
+  // not (the object has more than one, or is not live), else how many (0 or 1), the
+  // one parent's id in *parent.
+  int SoleParent(const DBObject* o, uint32_t* parent) const {
+    if (Object(o->dwID) != o || (!m_ExtraParents.empty() && m_ExtraParents.count(o->dwID))) return -1;
+    const ObjectExtra* x = Extra(o);
+    if (!x->dwChildNext) return 0;
+    *parent = x->dwChildParent;
+    return 1;
+  }
   // Appends to out the objects of exactly this type (1, 8 or 0x1000) with this name.
   void Tops(uint32_t type, const char* name, size_t length, std::vector<DBObject*>& out) const;
   static bool IsTopType(uint32_t type) { return type == 1 || type == 8 || type == 0x1000; }
@@ -168,6 +178,7 @@ class Accelerators {
   std::vector<PieceRef> m_ChildBuckets;  // id node of each bucket's first object
   size_t m_nChildren = 0;
   KeyedIds m_MoreParents;                // (parent id, name key) -> child id, beyond the first
+  std::unordered_map<uint32_t, uint32_t> m_ExtraParents;  // child id -> its entries there
   KeyedIds m_Tops;                       // (type, name key) -> id
   std::vector<DBLink*> m_DeletedLinks;   // still in the link list and chains
   std::vector<IndexNode*> m_DeletedNames;  // name nodes still in their chains

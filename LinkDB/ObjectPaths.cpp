@@ -82,9 +82,14 @@ int BuildFullPath(DBObject* o, char* buffer, size_t cap, int depth, StepMemo& me
   }
   if (o->dwType != kTypeTree2 && o->dwType != kTypeTree4 && o->dwType != kTypeKey16 && o->dwType != kTypeKey32)
     return 0;
+  // With the accelerators, the parent of an object with at most one parent link is
+  // named by its own entry in the child index: no need to look at each incoming link.
+  uint32_t soleParent = 0;
+  Accelerators* a = g_pSharedDB ? DatabaseInternals::Accel(g_pSharedDB) : nullptr;
+  int parents = a ? a->SoleParent(o, &soleParent) : -1;
   bool triedOne = false;
-  for (uint32_t i = 0; i < IncomingCount(o); ++i) {
-    DBObject* parent = ParentAt(o, i);
+  for (uint32_t i = 0; i < (parents < 0 ? IncomingCount(o) : static_cast<uint32_t>(parents)); ++i) {
+    DBObject* parent = parents < 0 ? ParentAt(o, i) : a->Object(soleParent);
     if (!parent) continue;
     if (triedOne) memo.TriedAnotherParent();
     triedOne = true;

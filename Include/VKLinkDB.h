@@ -11,6 +11,8 @@
 
 #include <stdint.h>
 
+#include "VKLinkDBVersion.h"
+
 #if defined(_WIN32) && defined(VKLINKDB_BUILD)
 #define VKLINKDB_API __declspec(dllexport)
 #elif defined(_WIN32)
@@ -217,6 +219,9 @@ class VKLINKDB_API CVKUObject {
 
   int GetFullPath(char* buffer);
   CVKUObject* Resolve(char* directory);
+  // 1 when the object's full path is a file or registry key of the operating system
+  // (see IsProtectedPath).
+  int IsProtected();
 
   int LinkTo(CVKUObject* target, unsigned long type, unsigned long, unsigned long, unsigned char*);
   unsigned long FindFirstLinkTo(unsigned long typeMask, CVKULink** link);
@@ -275,5 +280,12 @@ static_assert(sizeof(CVKUObject) == 8 && sizeof(CVKULink) == 8,
 #endif
 
 extern "C" VKLINKDB_API CVKUDatabase* AttachDatabase(char* directory);
+
+// 1 when `path` is a file of the running Windows release, from the lists embedded in
+// the library. The path is a full one, drive, directories and name, as in
+// C:\WINDOWS\system32\kernel32.dll; case and doubled backslashes do not matter. A path
+// that is only a directory above listed files answers 0 the first time and 1 from then
+// on; on a release the library does not know every path answers 0.
+extern "C" VKLINKDB_API int IsProtectedPath(const char* path);
 
 #endif  // VKLINKDB_H

@@ -1,6 +1,7 @@
-# Native Linux build of the platform-neutral link database: the same tests under
-# AddressSanitizer and UndefinedBehaviorSanitizer, a libFuzzer target on the store
-# loader (with clang), and the benchmark.
+# Native Linux build of the platform-neutral link database and protected-path trees:
+# the same tests under AddressSanitizer and UndefinedBehaviorSanitizer, libFuzzer
+# targets on the store loader and on the protected lists (with clang), and the
+# benchmarks.
 option(VKL_SANITIZE "Build with AddressSanitizer and UndefinedBehaviorSanitizer" ON)
 add_compile_options(-Wall -Wextra -Wno-unused-parameter)
 if(VKL_SANITIZE)
@@ -52,6 +53,33 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
                    ${CMAKE_BINARY_DIR}/fuzz-corpus ${CMAKE_SOURCE_DIR}/fuzz/seeds)
 endif()
 
+# The protected-path trees and the reading of list texts, with the ASCII component order
+# of the native seam.
+add_library(protect_core STATIC ${CMAKE_SOURCE_DIR}/Protect/ProtectedTree.cpp ${CMAKE_SOURCE_DIR}/Protect/ListText.cpp
+                                ${CMAKE_SOURCE_DIR}/Protect/ComponentOrderPosix.cpp)
+target_include_directories(protect_core PUBLIC ${CMAKE_SOURCE_DIR}/Protect ${CMAKE_SOURCE_DIR}/Include)
+file(GLOB PROTECT_TESTS CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/tests/protect/*.cpp)
+list(FILTER PROTECT_TESTS EXCLUDE REGEX "Win32\\.cpp$")
+add_executable(protect_tests ${PROTECT_TESTS})
+target_link_libraries(protect_tests PRIVATE protect_core gtest Threads::Threads)
+add_test(NAME protect_tests COMMAND protect_tests)
+
+# listpack: the resource payloads of the lists (the Windows build makes its own).
+find_package(ZLIB REQUIRED)
+add_executable(listpack ${CMAKE_SOURCE_DIR}/tools/listpack.cpp)
+target_link_libraries(listpack PRIVATE ZLIB::ZLIB)
+
+if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+  add_executable(protected_list_fuzz ${CMAKE_SOURCE_DIR}/fuzz/ProtectedListFuzz.cpp)
+  target_compile_options(protected_list_fuzz PRIVATE -fsanitize=fuzzer)
+  target_link_options(protected_list_fuzz PRIVATE -fsanitize=fuzzer)
+  target_link_libraries(protected_list_fuzz PRIVATE protect_core)
+  file(MAKE_DIRECTORY ${CMAKE_BINARY_DIR}/fuzz-corpus-lists)
+  add_test(NAME protected_list_fuzz
+           COMMAND $<TARGET_FILE:protected_list_fuzz> -max_total_time=20 -timeout=20 -seed=1 -print_final_stats=1
+                   ${CMAKE_BINARY_DIR}/fuzz-corpus-lists ${CMAKE_SOURCE_DIR}/fuzz/list-seeds)
+endif()
+
 file(GLOB BENCH_SOURCES CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/bench/linkdb*_bench.cpp)
 # SQLite is what the scale benchmark compares against; only the benchmark uses it.
 find_package(SQLite3 QUIET)
@@ -65,3 +93,8 @@ foreach(src ${BENCH_SOURCES})
     target_link_libraries(${name} PRIVATE SQLite::SQLite3)
   endif()
 endforeach()
+
+# The protected trees loaded from the shipped NT lists, and lookups in them.
+add_executable(protect_tree_bench ${CMAKE_SOURCE_DIR}/bench/protect_tree_bench.cpp)
+target_link_libraries(protect_tree_bench PRIVATE protect_core ZLIB::ZLIB)
+target_compile_definitions(protect_tree_bench PRIVATE VKL_LIST_DIR="${CMAKE_SOURCE_DIR}/Protect/lists")

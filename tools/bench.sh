@@ -4,9 +4,9 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 cmake -S . -B build/bench -DCMAKE_BUILD_TYPE=Release -DVKL_SANITIZE=OFF >/dev/null
-cmake --build build/bench -j2 --target linkdb_bench linkdb_scale_bench
+cmake --build build/bench -j2 --target linkdb_bench linkdb_scale_bench protect_tree_bench
 echo "== native"
-(cd build/bench && ./linkdb_bench && ./linkdb_scale_bench)
+(cd build/bench && ./linkdb_bench && ./linkdb_scale_bench && echo "== protect_tree_bench (native)" && ./protect_tree_bench)
 # The 32-bit DLL where 32-bit programs run here, else the 64-bit flavour.
 tree=win64
 bash tools/probe-win32.sh >/dev/null && tree=win32

@@ -182,7 +182,9 @@ class VKLINKDB_API CVKUDatabase {
   unsigned long m_bDirty;
   unsigned long m_bLocked;
   unsigned long m_bSave;
-  // Private to the library: the accelerator of name lookups (see NameDirectory.h).
+  // Private to the library: the indexes beside the ones above that keep lookups by id,
+  // by name and by path, and deletions, fast at any size (see LinkDB/Accelerators.h);
+  // null: every operation walks the indexes above.
   void* m_pNameDirectory;
   // Private to the library: the store folder, its lock and checks (see StoreFolder.h);
   // null until Initialize.

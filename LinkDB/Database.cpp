@@ -7,6 +7,7 @@
 #include <mutex>
 #include <new>
 #include "Internal.h"
+#include "LinkArrays.h"
 
 namespace vkl {
 
@@ -52,21 +53,24 @@ CVKUDatabase::CVKUDatabase() {
   m_szObjFile[0] = 0;
   m_szLinkFile[0] = 0;
   m_hMutex = MutexCreate();
+  // Without memory for the accelerators the database works on its own indexes.
+  Accelerators* accelerators = new (std::nothrow) Accelerators;
+  m_pNameDirectory = accelerators;
   ArenaBlock* first = static_cast<ArenaBlock*>(malloc(sizeof(ArenaBlock)));
   if (first) {
     first->pNext = nullptr;
     first->dwUsed = 0;
+    if (accelerators) accelerators->AddBlock(this, first->abSpace);
   }
   m_pArena = first;
   m_bSave = 1;
   m_bDirty = 0;
   m_bLocked = 0;
-  m_pNameDirectory = new (std::nothrow) NameDirectory;
   m_pStore = nullptr;
 }
 
-static void FreeHeapArray(uint32_t count, uint32_t* array) {
-  if ((count & VKU_COUNT_ON_HEAP) && array) free(array);
+static void FreeArrayIfOnHeap(uint32_t count, uint32_t* array) {
+  if ((count & VKU_COUNT_ON_HEAP) && array) vkl::FreeHeapArray(array);
 }
 
 CVKUDatabase::~CVKUDatabase() {
@@ -81,8 +85,8 @@ CVKUDatabase::~CVKUDatabase() {
   memset(m_LinkIndex, 0, sizeof(m_LinkIndex));
   for (DBObject* o = m_pObjects; o; o = o->pNext) {
     // Link arrays that outgrew the arena are on the general heap.
-    FreeHeapArray(o->dwLinksFromCount, o->pLinksFrom);
-    FreeHeapArray(o->dwLinksToCount, o->pLinksTo);
+    FreeArrayIfOnHeap(o->dwLinksFromCount, o->pLinksFrom);
+    FreeArrayIfOnHeap(o->dwLinksToCount, o->pLinksTo);
   }
   m_pObjects = nullptr;
   m_pLinks = nullptr;
@@ -95,7 +99,7 @@ CVKUDatabase::~CVKUDatabase() {
   }
   m_pArena = nullptr;
 
-  delete static_cast<NameDirectory*>(m_pNameDirectory);
+  delete DatabaseInternals::Bundle(this);
   m_pNameDirectory = nullptr;
   EndOpenSearches();
   g_pSharedDB = nullptr;
@@ -108,12 +112,19 @@ CVKUDatabase::~CVKUDatabase() {
 CVKUDatabase& CVKUDatabase::operator=(const CVKUDatabase& other) {
   // A shallow copy: both objects share the mutex, the arena and the index nodes
   // afterwards. Changes through either one would no longer be mirrored in the other's
-  // name directory, so both fall back to walking the name buckets.
+  // accelerators, so both work on the database's own indexes from now on. The deleted
+  // links still waiting in the link list leave it first, so that the copy's list is
+  // exact.
   if (this == &other) return *this;
-  delete static_cast<NameDirectory*>(m_pNameDirectory);
+  CVKUDatabase* source = const_cast<CVKUDatabase*>(&other);
+  if (Accelerators* a = DatabaseInternals::Bundle(source)) {
+    a->Invalidate(source);
+    delete a;
+    source->m_pNameDirectory = nullptr;
+  }
+  delete DatabaseInternals::Bundle(this);
   memcpy(static_cast<void*>(this), static_cast<const void*>(&other), sizeof(*this));
   m_pNameDirectory = nullptr;
-  if (other.m_pNameDirectory) static_cast<NameDirectory*>(other.m_pNameDirectory)->Invalidate();
   // The store folder and its lock stay with the original: the copy has no folder, and
   // its Flush fails.
   m_pStore = nullptr;
@@ -136,9 +147,10 @@ void CVKUDatabase::SetLock(int lock) { m_bLocked = lock; }
 int CVKUDatabase::CheckLock() { return m_bLocked; }
 void CVKUDatabase::SetSaveFlag(int save) { m_bSave = save; }
 
-void* CVKUDatabase::DoMalloc(unsigned long size) {
+// A piece from the newest block, or from a new one.
+void* DatabaseInternals::CarveRecord(CVKUDatabase* db, unsigned long size) {
   if (size > kArenaBlockSpace) return nullptr;
-  ArenaBlock* block = static_cast<ArenaBlock*>(m_pArena);
+  ArenaBlock* block = static_cast<ArenaBlock*>(db->m_pArena);
   if (block && kArenaBlockSpace - block->dwUsed >= size) {
     void* piece = block->abSpace + block->dwUsed;
     block->dwUsed += size;
@@ -148,12 +160,25 @@ void* CVKUDatabase::DoMalloc(unsigned long size) {
   ArenaBlock* fresh = static_cast<ArenaBlock*>(malloc(sizeof(ArenaBlock)));
   if (!fresh) return nullptr;
   fresh->pNext = block;
-  fresh->dwUsed = size;
-  m_pArena = fresh;
+  fresh->dwUsed = static_cast<uint32_t>(size);
+  db->m_pArena = fresh;
+  if (Accelerators* a = Accel(db)) a->AddBlock(db, fresh->abSpace);
   return fresh->abSpace;
 }
 
-// Arena pieces are never given back one by one; they go with the database.
+void* DatabaseInternals::Carve(CVKUDatabase* db, unsigned long size, uint32_t* capacity) {
+  if (size > kArenaBlockSpace) return nullptr;
+  // Space given back by SetData, SetName and growing link arrays is used first.
+  if (Accelerators* b = Bundle(db))
+    if (void* piece = b->TakeFree(static_cast<uint32_t>(size), capacity)) return piece;
+  if (capacity) *capacity = static_cast<uint32_t>(size);
+  return CarveRecord(db, size);
+}
+
+void* CVKUDatabase::DoMalloc(unsigned long size) { return DatabaseInternals::Carve(this, size, nullptr); }
+
+// Pieces whose record may still be read through another handle are never given back;
+// those that nothing refers to any more go back through DatabaseInternals::GiveBack.
 void CVKUDatabase::DoFree(void*) {}
 
 void* DatabaseInternals::CarveLarge(CVKUDatabase* db, size_t size) {
@@ -169,38 +194,41 @@ void* DatabaseInternals::CarveLarge(CVKUDatabase* db, size_t size) {
   return block->abSpace;
 }
 
+// Records lie in pieces that hold their index nodes (RecordPieces.h): indexing pushes
+// those nodes on their chains.
 void CVKUDatabase::IndexObject(DBObject* object) {
-  IndexNode* node = static_cast<IndexNode*>(DoMalloc(sizeof(IndexNode)));
-  if (!node) return;
+  IndexNode* node = OwnIdNode(object);
   node->pRecord = object;
   IndexNode** bucket = &m_ObjectIndex[object->dwID & (kObjectBuckets - 1)];
   node->pNext = *bucket;
   *bucket = node;
 
-  if (object->pszName && object->pszName[0] && (object->dwType & kNameIndexTypes)) {
-    IndexNode* byName = static_cast<IndexNode*>(DoMalloc(sizeof(IndexNode)));
-    if (!byName) return;
+  Extra(object)->dwChildNext = 0;
+  if (EntersNameIndex(object->pszName, object->dwType)) {
+    IndexNode* byName = OwnNameNode(object);
     byName->pRecord = object;
-    uint32_t bucket = NameHash(object->pszName);
-    byName->pNext = m_NameIndex[bucket];
-    m_NameIndex[bucket] = byName;
-    if (NameDirectory* d = DatabaseInternals::Directory(this)) d->Added(byName, bucket, object->pszName);
+    uint32_t hash = NameHash(object->pszName);
+    byName->pNext = m_NameIndex[hash];
+    m_NameIndex[hash] = byName;
   }
+  if (Accelerators* a = DatabaseInternals::Accel(this)) a->ObjectIndexed(this, object);
 }
 
 void CVKUDatabase::IndexLink(DBLink* link) {
-  IndexNode* node = static_cast<IndexNode*>(DoMalloc(sizeof(IndexNode)));
-  if (!node) return;
+  IndexNode* node = OwnLinkNode(link);
   node->pRecord = link;
   IndexNode** bucket = &m_LinkIndex[link->dwID & (kLinkBuckets - 1)];
   node->pNext = *bucket;
   *bucket = node;
+  if (Accelerators* a = DatabaseInternals::Accel(this)) a->LinkIndexed(this, link);
 }
 
 int CVKUDatabase::ObjectInUse(unsigned long id) {
   if (id < 2) return 1;
   if (id > m_dwLastObjectID) return 0;
   MutexGuard lock(m_hMutex);
+  // The id map holds exactly the objects of the list.
+  if (Accelerators* a = DatabaseInternals::Accel(this)) return a->Object(static_cast<uint32_t>(id)) ? 1 : 0;
   for (DBObject* o = m_pObjects; o; o = o->pNext)
     if (o->dwID == id) return 1;
   return 0;
@@ -210,17 +238,11 @@ int CVKUDatabase::LinkInUse(unsigned long id) {
   if (id < 2) return 1;
   if (id > m_dwLastLinkID) return 0;
   MutexGuard lock(m_hMutex);
+  // The id map holds the links of the list but for deleted ones still waiting to leave it.
+  if (Accelerators* a = DatabaseInternals::Accel(this)) return a->Link(static_cast<uint32_t>(id)) ? 1 : 0;
   for (DBLink* l = m_pLinks; l; l = l->pNext)
     if (l->dwID == id) return 1;
   return 0;
-}
-
-DBObject* DatabaseInternals::FindObject(CVKUDatabase* db, uint32_t id) {
-  return FindInChain<DBObject>(db->m_ObjectIndex[id & (kObjectBuckets - 1)], id);
-}
-
-DBLink* DatabaseInternals::FindLink(CVKUDatabase* db, uint32_t id) {
-  return FindInChain<DBLink>(db->m_LinkIndex[id & (kLinkBuckets - 1)], id);
 }
 
 DBObject* CVKUDatabase::LookupObject(unsigned long id) {

@@ -22,7 +22,8 @@ CVKULink* DatabaseInternals::NewLinkHandle(DBLink* record) {
 
 DBLink* CVKUDatabase::MakeNewLink(unsigned long source, unsigned long target, unsigned long type,
                                   unsigned long, unsigned long, unsigned char*, int persistent) {
-  DBLink* l = static_cast<DBLink*>(DoMalloc(sizeof(DBLink)));
+  // The record and its index node in one piece (RecordPieces.h).
+  DBLink* l = DatabaseInternals::CarveLink(this);
   if (!l) return nullptr;
   if (persistent) DatabaseInternals::MarkSharedDirty();
   l->dwSource = static_cast<uint32_t>(source);
@@ -30,25 +31,36 @@ DBLink* CVKUDatabase::MakeNewLink(unsigned long source, unsigned long target, un
   l->dwID = ++m_dwLastLinkID;
   l->dwType = static_cast<uint32_t>(type);
   l->bPersistent = persistent ? 1 : 0;
-  l->pNext = m_pLinks;
-  m_pLinks = l;
+  DatabaseInternals::PushLink(this, l);
   IndexLink(l);
   return l;
 }
 
 int CVKUDatabase::DeleteLink(unsigned long id, int fromSource, int fromTarget) {
   MutexGuard lock(m_hMutex);
-  UnlinkIndexNode<DBLink>(&m_LinkIndex[id & (kLinkBuckets - 1)], id);
-  DBLink** at = &m_pLinks;
-  while (*at && (*at)->dwID != id) at = &(*at)->pNext;
-  DBLink* l = *at;
-  if (!l) return 0;
-  *at = l->pNext;
+  DBLink* l = nullptr;
+  Accelerators* a = DatabaseInternals::Accel(this);
+  if (a) {
+    // Out of the link index now; out of the link list with the next batch.
+    if (id > 0xFFFFFFFFul || !(l = a->RemoveLink(this, static_cast<uint32_t>(id)))) return 0;
+  } else {
+    UnlinkIndexNode<DBLink>(&m_LinkIndex[id & (kLinkBuckets - 1)], id);
+    DBLink** at = &m_pLinks;
+    while (*at && (*at)->dwID != id) at = &(*at)->pNext;
+    l = *at;
+    if (!l) return 0;
+    *at = l->pNext;
+  }
   if (fromSource) {
     if (DBObject* s = DatabaseInternals::FindObject(this, l->dwSource)) RemoveLinkEntries(&s->dwLinksFromCount, s->pLinksFrom, l->dwID);
   }
   if (fromTarget) {
-    if (DBObject* t = DatabaseInternals::FindObject(this, l->dwTarget)) RemoveLinkEntries(&t->dwLinksToCount, t->pLinksTo, l->dwID);
+    if (DBObject* t = DatabaseInternals::FindObject(this, l->dwTarget)) {
+      uint32_t removed = RemoveLinkEntries(&t->dwLinksToCount, t->pLinksTo, l->dwID);
+      // The child index has one entry for each parent link in the incoming array.
+      if (l->dwType == VKU_LINK_PARENT && (a = DatabaseInternals::Accel(this)))
+        while (removed--) a->ParentRemoved(l->dwSource, t);
+    }
   }
   if (l->bPersistent) DatabaseInternals::MarkSharedDirty();
   DoFree(l);
@@ -65,17 +77,35 @@ int CVKUObject::LinkTo(CVKUObject* target, unsigned long type, unsigned long a, 
   DBObject* other = target->m_pObject;
   int persistent = self->bPersistent && other->bPersistent;
   if (persistent) {
-    // An equal persistent link (same type, same source) is not made twice.
-    for (uint32_t i = 0; i < (other->dwLinksToCount & VKU_ENTRY_ID_MASK); ++i) {
-      DBLink* l = DatabaseInternals::FindLink(db, other->pLinksTo[i] & VKU_ENTRY_ID_MASK);
-      if (l && l->dwType == type && l->dwSource == self->dwID) return 1;
+    // An equal persistent link (same type, same source) is not made twice. It is looked
+    // for among the target's incoming links; while the accelerators are on, every link
+    // is in both its ends' arrays, so the shorter of the source's outgoing array and
+    // the target's incoming array tells the same.
+    uint32_t from = self->dwLinksFromCount & VKU_ENTRY_ID_MASK, to = other->dwLinksToCount & VKU_ENTRY_ID_MASK;
+    if (DatabaseInternals::Accel(db) && from < to) {
+      for (uint32_t i = 0; i < from; ++i) {
+        DBLink* l = DatabaseInternals::FindLink(db, self->pLinksFrom[i] & VKU_ENTRY_ID_MASK);
+        if (l && l->dwType == type && l->dwTarget == other->dwID) return 1;
+      }
+    } else {
+      for (uint32_t i = 0; i < to; ++i) {
+        DBLink* l = DatabaseInternals::FindLink(db, other->pLinksTo[i] & VKU_ENTRY_ID_MASK);
+        if (l && l->dwType == type && l->dwSource == self->dwID) return 1;
+      }
     }
   }
   DBLink* l = db->MakeNewLink(self->dwID, other->dwID, type, a, b, c, persistent);
   if (!l) return 0;
   uint32_t entry = l->dwID | (persistent ? 0 : VKU_ENTRY_NOT_PERSISTENT);
-  AppendLinkEntry(db, &self->dwLinksFromCount, &self->pLinksFrom, entry);
-  AppendLinkEntry(db, &other->dwLinksToCount, &other->pLinksTo, entry);
+  bool outgoing = AppendLinkEntry(db, &self->dwLinksFromCount, &self->pLinksFrom, entry);
+  bool incoming = AppendLinkEntry(db, &other->dwLinksToCount, &other->pLinksTo, entry);
+  if (Accelerators* accel = DatabaseInternals::Accel(db)) {
+    // A link missing from one of its arrays is what the accelerators cannot follow.
+    if (!outgoing || !incoming)
+      accel->Invalidate(db);
+    else if (l->dwType == VKU_LINK_PARENT)
+      accel->ParentAdded(db, self->dwID, other);
+  }
   return 1;
 }
 

@@ -8,6 +8,7 @@
 #include <utility>
 #include "Internal.h"
 #include "PathSplit.h"
+#include "PathWalk.h"
 
 using namespace vkl;
 
@@ -81,9 +82,14 @@ int BuildFullPath(DBObject* o, char* buffer, size_t cap, int depth, StepMemo& me
   }
   if (o->dwType != kTypeTree2 && o->dwType != kTypeTree4 && o->dwType != kTypeKey16 && o->dwType != kTypeKey32)
     return 0;
+  // With the accelerators, the parent of an object with at most one parent link is
+  // named by its own entry in the child index: no need to look at each incoming link.
+  uint32_t soleParent = 0;
+  Accelerators* a = g_pSharedDB ? DatabaseInternals::Accel(g_pSharedDB) : nullptr;
+  int parents = a ? a->SoleParent(o, &soleParent) : -1;
   bool triedOne = false;
-  for (uint32_t i = 0; i < IncomingCount(o); ++i) {
-    DBObject* parent = ParentAt(o, i);
+  for (uint32_t i = 0; i < (parents < 0 ? IncomingCount(o) : static_cast<uint32_t>(parents)); ++i) {
+    DBObject* parent = parents < 0 ? ParentAt(o, i) : a->Object(soleParent);
     if (!parent) continue;
     if (triedOne) memo.TriedAnotherParent();
     triedOne = true;
@@ -104,15 +110,6 @@ int BuildFullPath(DBObject* o, char* buffer, size_t cap, int depth, StepMemo& me
 }
 
 bool Fits(size_t a, size_t b, size_t c = 0) { return a + b + c < kPathBufferSize; }
-
-// ASCII case-insensitive equality of a whole name with the n characters at text.
-bool NameIs(const char* name, const char* text, size_t n) {
-  if (!name) return false;
-  for (size_t i = 0; i < n; ++i)
-    if (!name[i] || AsciiUpper(static_cast<unsigned char>(name[i])) != AsciiUpper(static_cast<unsigned char>(text[i])))
-      return false;
-  return name[n] == 0;
-}
 
 // Length of path[0, n) without one trailing "\\".
 size_t WithoutTrailingBackslash(const char* path, size_t n) { return n > 0 && path[n - 1] == '\\' ? n - 1 : n; }
@@ -158,23 +155,9 @@ bool Accept(DBObject* o, const char* name, uint32_t type1, uint32_t type2, const
 
 // The first object in the name bucket of name, in bucket order, whose type is one of
 // the two given (type2 may equal type1) and, if parentPath is given, whose parents
-// spell it. With useDirectory the candidates come from the name directory (same
-// answer, without walking the bucket); the caller then holds the mutex.
-DBObject* FindInNameBucket(CVKUDatabase* db, const char* name, uint32_t type1, uint32_t type2,
-                           const char* parentPath, bool useDirectory) {
-  uint32_t bucket = NameHash(name);
-  NameDirectory* directory = useDirectory ? DatabaseInternals::Directory(db) : nullptr;
-  if (directory) {
-    const NameDirectory::CandidateList& candidates = directory->Candidates(bucket, name);
-    if (directory->Valid()) {
-      for (const auto& c : candidates) {
-        DBObject* o = static_cast<DBObject*>(c.second->pRecord);
-        if (Accept(o, name, type1, type2, parentPath)) return o;
-      }
-      return nullptr;
-    }
-  }
-  for (IndexNode* node = DatabaseInternals::NameBucket(db, bucket); node; node = node->pNext) {
+// spell it. The caller holds the mutex.
+DBObject* FindInNameBucket(CVKUDatabase* db, const char* name, uint32_t type1, uint32_t type2, const char* parentPath) {
+  for (IndexNode* node = DatabaseInternals::NameBucket(db, NameHash(name)); node; node = node->pNext) {
     DBObject* o = static_cast<DBObject*>(node->pRecord);
     if (Accept(o, name, type1, type2, parentPath)) return o;
   }
@@ -236,13 +219,26 @@ int CVKUDatabase::DoesObjectHaveCorrectPath(DBObject* object, char* parentPath) 
 DBObject* vkl::FindByPath(CVKUDatabase* db, const char* path) {
   size_t n = strlen(path);
   if (n >= kPathBufferSize) return nullptr;
+  // Through the accelerators when they can answer (PathWalk.h); the same answer as
+  // the walk of the name bucket below.
+  if (Accelerators* a = DatabaseInternals::Accel(db)) {
+    try {
+      DBObject* found = nullptr;
+      if (n > 4 || (n > 2 && path[1] == ':')) {
+        if (WalkPath(db, a, path, n, &found)) return found;
+      } else {
+        return FirstTop(db, a, n >= 3 ? kTypeHive : kTypeDrive, path);
+      }
+    } catch (const std::bad_alloc&) {  // no room for the walk's lists: the bucket walk
+    }
+  }
   if (n > 2 && path[1] == ':') {
     PathParts parts = SplitPathParts(path);
     char parent[kPathBufferSize];
     memcpy(parent, path, parts.dirEnd);
     parent[parts.dirEnd] = 0;
     DropTrailingBackslash(parent);
-    return FindInNameBucket(db, path + parts.dirEnd, kTypeTree4, kTypeTree2, parent, true);
+    return FindInNameBucket(db, path + parts.dirEnd, kTypeTree4, kTypeTree2, parent);
   }
   if (n > 4) {
     char parent[kPathBufferSize];
@@ -255,10 +251,10 @@ DBObject* vkl::FindByPath(CVKUDatabase* db, const char* path) {
     char name[kPathBufferSize];
     strcpy(name, last);
     DropTrailingBackslash(parent);
-    return FindInNameBucket(db, name, kTypeKey16, kTypeKey32, parent, true);
+    return FindInNameBucket(db, name, kTypeKey16, kTypeKey32, parent);
   }
-  if (n >= 3) return FindInNameBucket(db, path, kTypeHive, kTypeHive, nullptr, true);
-  return FindInNameBucket(db, path, kTypeDrive, kTypeDrive, nullptr, true);
+  if (n >= 3) return FindInNameBucket(db, path, kTypeHive, kTypeHive, nullptr);
+  return FindInNameBucket(db, path, kTypeDrive, kTypeDrive, nullptr);
 }
 
 DBObject* vkl::ResolveName(CVKUDatabase* db, DBObject* object, const char* directory) {
@@ -295,9 +291,19 @@ CVKUObject* CVKUDatabase::GetObjectByPath(char* path) {
 
 CVKUObject* CVKUDatabase::LookupVFILE(char* name) {
   if (!name) return nullptr;
-  // Without the mutex: walk the bucket itself rather than the directory, which another
-  // thread may be changing.
-  DBObject* found = FindInNameBucket(this, name, kTypeVFile, kTypeVFile, nullptr, false);
+  // Under the mutex, although its callers are not required to hold it: the chains and
+  // the accelerators change under other threads' deletions and renames.
+  MutexGuard lock(m_hMutex);
+  DBObject* found = nullptr;
+  bool answered = false;
+  if (Accelerators* a = DatabaseInternals::Accel(this)) {
+    try {
+      found = FirstTop(this, a, kTypeVFile, name);
+      answered = true;
+    } catch (const std::bad_alloc&) {
+    }
+  }
+  if (!answered) found = FindInNameBucket(this, name, kTypeVFile, kTypeVFile, nullptr);
   return found ? NewObjectHandle(found) : nullptr;
 }
 

@@ -19,16 +19,16 @@ DBObject* CVKUDatabase::MakeNewObject(char* name, unsigned long type, unsigned l
   if (type == 2) persistent = 1;  // type 2 objects are always kept
   if (persistent) DatabaseInternals::MarkSharedDirty();
 
-  DBObject* o = static_cast<DBObject*>(DoMalloc(sizeof(DBObject)));
+  // The record, its index nodes and its name are carved in one piece (RecordPieces.h).
+  bool byName = n > 0 && (static_cast<uint32_t>(type) & kNameIndexTypes);
+  DBObject* o = static_cast<DBObject*>(DatabaseInternals::CarveRecord(this, ObjectPieceSize(byName, n)));
   if (!o) return nullptr;
   memset(o, 0, sizeof(DBObject));
   if (n > 0) {
-    char* copy = static_cast<char*>(DoMalloc(n + 1));
-    if (copy) {
-      memcpy(copy, name, n);
-      copy[n] = 0;
-      o->pszName = copy;
-    }
+    char* copy = PieceName(o, byName);
+    memcpy(copy, name, n);
+    copy[n] = 0;
+    o->pszName = copy;
   }
   o->dwID = ++m_dwLastObjectID;
   o->dwType = static_cast<uint32_t>(type);
@@ -45,26 +45,30 @@ DBObject* CVKUDatabase::MakeNewObject(char* name, unsigned long type, unsigned l
       memset(o->pData, 0, dataSize);
   }
   o->bPersistent = persistent ? 1 : 0;
-  o->pNext = m_pObjects;
-  m_pObjects = o;
+  DatabaseInternals::PushObject(this, o);
   IndexObject(o);
   return o;
 }
 
 int CVKUDatabase::DeleteObject(unsigned long id) {
-  UnlinkIndexNode<DBObject>(&m_ObjectIndex[id & (kObjectBuckets - 1)], static_cast<uint32_t>(id));
-  DBObject** at = &m_pObjects;
-  while (*at && (*at)->dwID != id) at = &(*at)->pNext;
-  DBObject* o = *at;
-  if (!o) return 0;
-  // The name bucket is that of the current name, which after SetName may not be the
-  // bucket the object was indexed in.
-  if (o->pszName) {
-    IndexNode* node = UnlinkIndexNode<DBObject>(&m_NameIndex[NameHash(o->pszName)], o->dwID);
-    NameDirectory* d = DatabaseInternals::Directory(this);
-    if (node && d) d->Removed(node, static_cast<DBObject*>(node->pRecord)->pszName);
+  DBObject* o = nullptr;
+  if (Accelerators* a = DatabaseInternals::Accel(this)) {
+    if (id > 0xFFFFFFFFul) return 0;
+    o = a->RemoveObject(this, static_cast<uint32_t>(id));
+    if (!o && a->Valid()) return 0;
   }
-  *at = o->pNext;
+  if (!o) {
+    // Without the accelerators: the first node of the id chain, the list walked.
+    UnlinkIndexNode<DBObject>(&m_ObjectIndex[id & (kObjectBuckets - 1)], static_cast<uint32_t>(id));
+    DBObject** at = &m_pObjects;
+    while (*at && (*at)->dwID != id) at = &(*at)->pNext;
+    o = *at;
+    if (!o) return 0;
+    // The name bucket is that of the current name, which after SetName may not be the
+    // bucket the object was indexed in.
+    if (o->pszName) UnlinkIndexNode<DBObject>(&m_NameIndex[NameHash(o->pszName)], o->dwID);
+    *at = o->pNext;
+  }
 
   // The object is already out of the id index, so DeleteLink leaves its own arrays
   // alone; it disposes of them itself.
@@ -76,6 +80,11 @@ int CVKUDatabase::DeleteObject(unsigned long id) {
   ReleaseLinkArray(this, &o->dwLinksToCount, &o->pLinksTo);
 
   if (o->bPersistent) DatabaseInternals::MarkSharedDirty();
+  // Name, data and record stay where they are: other handles may still read them.
+  if (Accelerators* b = DatabaseInternals::Bundle(this)) {
+    b->ForgetCapacity(o->pszName);
+    b->ForgetCapacity(o->pData);
+  }
   DoFree(o->pszName);
   DoFree(o->pData);
   DoFree(o);
@@ -132,19 +141,34 @@ int CVKUObject::SetName(char* name) {
   char cut[kMaxNameLength + 1];
   memcpy(cut, name, n);
   cut[n] = 0;
+  Accelerators* accel = db ? DatabaseInternals::Accel(db) : nullptr;
+  Accelerators* arena = db ? DatabaseInternals::Bundle(db) : nullptr;
   char* old = m_pObject->pszName;
-  NameDirectory* d = db ? DatabaseInternals::Directory(db) : nullptr;
-  if (old && strlen(old) >= n) {
-    if (d) d->Renamed(m_pObject, old, cut);
+  // The room of the old name: its length and NUL, or more if it was renamed shorter.
+  uint32_t room = old ? static_cast<uint32_t>(strlen(old)) + 1 : 0;
+  if (old && arena) room = arena->CapacityOf(old, room);
+  if (old && room > n) {  // the new name fits: copied over the old one
+    if (accel) accel->BeforeRename(db, m_pObject);
     memcpy(old, cut, n + 1);
-    return 1;
+    if (arena) arena->NoteCapacity(old, room, n + 1);
+  } else {
+    if (!db) return 1;
+    if (accel) accel->BeforeRename(db, m_pObject);
+    if (arena) {
+      arena->ForgetCapacity(old);
+      arena->GiveBack(old, room);  // nothing else points at the old name
+    }
+    uint32_t capacity = 0;
+    char* copy = static_cast<char*>(DatabaseInternals::Carve(db, n + 1, &capacity));
+    if (copy) {
+      memcpy(copy, cut, n + 1);
+      if (arena) arena->NoteCapacity(copy, capacity, n + 1);
+    }
+    m_pObject->pszName = copy;
   }
-  if (!db) return 1;
-  db->DoFree(old);
-  char* copy = static_cast<char*>(db->DoMalloc(n + 1));
-  if (copy) memcpy(copy, cut, n + 1);
-  if (d) d->Renamed(m_pObject, old, copy);
-  m_pObject->pszName = copy;
+  // The object stays in the name bucket it was indexed in; the child index and the
+  // tops follow its current name.
+  if (accel) accel->AfterRename(db, m_pObject);
   return 1;
 }
 
@@ -194,17 +218,33 @@ int CVKUObject::SetData(unsigned long size, unsigned char* data) {
   if (!m_pObject || (size && !data)) return 0;
   MutexGuard lock(DatabaseInternals::SharedMutex());
   CVKUDatabase* db = g_pSharedDB;
-  if (!m_pObject->pData || m_pObject->dwDataSize < size) {
-    if (!db) return 0;
-    db->DoFree(m_pObject->pData);
-    m_pObject->pData = static_cast<unsigned char*>(db->DoMalloc(size));
-    if (!m_pObject->pData) {
-      m_pObject->dwDataSize = 0;
-      return 0;
+  Accelerators* arena = db ? DatabaseInternals::Bundle(db) : nullptr;
+  unsigned char* buffer = m_pObject->pData;
+  // The room of the buffer: the data it holds, or more if it held more before.
+  uint32_t room = m_pObject->dwDataSize;
+  if (buffer && arena) room = arena->CapacityOf(buffer, room);
+  if (!buffer || m_pObject->dwDataSize < size) {
+    // A buffer with room enough is used again (data above one arena piece still
+    // cannot be set); else it goes back to the arena and a new one is carved.
+    if (!buffer || size > room || size > kMaxDataSize) {
+      if (!db) return 0;
+      if (arena && buffer) {
+        arena->ForgetCapacity(buffer);
+        arena->GiveBack(buffer, room);
+      }
+      uint32_t capacity = 0;
+      buffer = static_cast<unsigned char*>(DatabaseInternals::Carve(db, size, &capacity));
+      m_pObject->pData = buffer;
+      if (!buffer) {
+        m_pObject->dwDataSize = 0;
+        return 0;
+      }
+      room = capacity;
     }
   }
-  if (size) memcpy(m_pObject->pData, data, size);
+  if (size) memcpy(buffer, data, size);
   m_pObject->dwDataSize = static_cast<uint32_t>(size);
+  if (arena) arena->NoteCapacity(buffer, room, static_cast<uint32_t>(size));
   return 1;
 }
 

@@ -176,9 +176,8 @@ int CVKUDatabase::Initialize(char* directory) {
   if (outcome == VKU_LOAD_LOADED) {
     const std::vector<unsigned char>& obj = images[StoreFolder::kObj];
     const std::vector<unsigned char>& link = images[StoreFolder::kLink];
-    bool whole = DatabaseInternals::LoadObjects(this, obj.data() + kStoreHeaderSize, obj.size() - kStoreHeaderSize);
-    whole = DatabaseInternals::LoadLinks(this, link.data() + kStoreHeaderSize, link.size() - kStoreHeaderSize) && whole;
-    DatabaseInternals::DropDanglingEntries(this);
+    bool whole = DatabaseInternals::LoadStore(this, obj.data() + kStoreHeaderSize, obj.size() - kStoreHeaderSize,
+                                              link.data() + kStoreHeaderSize, link.size() - kStoreHeaderSize);
     // A store that memory could not hold whole is never replaced by the part loaded.
     if (!whole) folder->RefuseWrites(SystemErrorCode(kErrorNoMemory));
   } else {
@@ -216,6 +215,8 @@ int CVKUDatabase::Flush() {
   }
   // If no link was ever created or loaded, link.dat is left as it is.
   if (m_dwLastLinkID != 0) {
+    // Deleted links still waiting in the list leave it first.
+    if (Accelerators* a = DatabaseInternals::Accel(this)) a->FinishLinkRemovals(this);
     if (!WriteLinks(m_pLinks, folder, &seals[StoreFolder::kLink])) {
       if (written[StoreFolder::kObj]) folder->DiscardTemp(StoreFolder::kObj);
       return 0;

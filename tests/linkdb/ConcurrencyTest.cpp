@@ -1,5 +1,7 @@
 // Several threads working on the one shared database through its mutex.
+#include <string.h>
 #include <atomic>
+#include <random>
 #include <thread>
 #include "TestSupport.h"
 
@@ -202,4 +204,49 @@ TEST_F(DbTest, MixedOperationsOnManyThreadsKeepEverything) {
   EXPECT_EQ(static_cast<unsigned long>(VKU_LOAD_LOADED), CVKUDatabase::GetLoadStatus());
   for (int t = 0; t < kThreads; ++t)
     for (const std::string& path : kept[t]) EXPECT_NE(nullptr, Find(path.c_str())) << path;
+}
+
+// SetData and SetName on shared objects from several threads, while objects with data
+// come and go: all of them use and give back the arena's free space. Every read sees
+// one whole value (each value is one repeated byte).
+TEST_F(DbTest, DataAndNamesChangeOnManyThreadsAndGiveBackSpace) {
+  const int kThreads = 4, kRounds = 2000;
+  std::vector<CVKUObject*> shared;
+  for (int i = 0; i < 6; ++i) shared.push_back(AddPath("C:\\SHARED\\S" + std::to_string(i)));
+  std::atomic<int> torn{0};
+  auto whole = [&](const unsigned char* p, size_t n, unsigned char unused) {
+    size_t run = 0;
+    while (run < n && p[run] == p[0]) ++run;
+    for (size_t i = run; i < n; ++i)
+      if (p[i] != unused) return false;
+    return true;
+  };
+  std::vector<std::thread> threads;
+  for (int t = 0; t < kThreads; ++t)
+    threads.emplace_back([&, t] {
+      std::mt19937 rng(t);
+      std::vector<unsigned char> data(2000), back(2000);
+      for (int r = 0; r < kRounds; ++r) {
+        CVKUObject* o = shared[rng() % shared.size()];
+        unsigned char v = static_cast<unsigned char>('a' + rng() % 26);
+        unsigned long size = rng() % 2 ? 1000 + rng() % 1000 : 1 + rng() % 100;
+        memset(data.data(), v, size);
+        o->SetData(size, data.data());
+        memset(back.data(), '#', back.size());
+        if (o->GetData(back.size(), back.data()) && !whole(back.data(), back.size(), '#')) ++torn;
+        std::string name(1 + rng() % 200, v);
+        o->SetName(&name[0]);
+        char read[260];
+        memset(read, '#', sizeof(read));
+        if (o->GetName(read, sizeof(read)) && !whole(reinterpret_cast<unsigned char*>(read), strlen(read), '#')) ++torn;
+        CVKUObject* temp = db_->AddObject(&name[0], 4, 0, size, data.data(), 1);
+        if (temp) {
+          temp->SetData(size / 2, data.data());
+          temp->Delete();
+          temp->Release();
+        }
+      }
+    });
+  for (std::thread& th : threads) th.join();
+  EXPECT_EQ(0, torn);
 }

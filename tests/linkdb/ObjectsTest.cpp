@@ -132,3 +132,35 @@ TEST_F(DbTest, RenamedObjectsStayInTheNameBucketTheyWereIndexedIn) {
   Reopen();  // the reload indexes the current name
   EXPECT_NE(nullptr, Find("C:\\SHORT"));
 }
+
+// SetData and SetName keep a buffer that has room enough, whatever size it held last;
+// a buffer they give up is taken by the next piece of its size. So alternating sizes
+// use the same memory again and again instead of a new piece each time.
+TEST_F(DbTest, DataAndNamesReuseTheirBuffersAndGiveUpSpaceForOthers) {
+  CVKUObject* a = Add("A", 4);
+  CVKUObject* b = Add("B", 4);
+  std::vector<unsigned char> big(16384, 7), small(100, 9);
+  ASSERT_EQ(1, a->SetData(16384, big.data()));
+  unsigned char* buffer = Peer::Record(a)->pData;
+  for (int i = 0; i < 1000; ++i) {
+    ASSERT_EQ(1, a->SetData(i % 2 ? 16384 : 100, i % 2 ? big.data() : small.data()));
+    ASSERT_EQ(buffer, Peer::Record(a)->pData) << i;
+  }
+  EXPECT_EQ(16384u, a->GetDataSize());
+  EXPECT_EQ(0, a->SetData(16385, big.data()));  // more than one piece still fails
+  EXPECT_EQ(0u, a->GetDataSize());
+
+  // A 300-byte buffer given up by b is where a's next 300 bytes go.
+  ASSERT_EQ(1, b->SetData(300, big.data()));
+  unsigned char* given = Peer::Record(b)->pData;
+  ASSERT_EQ(1, b->SetData(600, big.data()));
+  ASSERT_EQ(1, a->SetData(300, big.data()));
+  EXPECT_EQ(given, Peer::Record(a)->pData);
+
+  std::string longName(200, 'L'), shortName = "S";
+  ASSERT_EQ(1, a->SetName(&longName[0]));
+  char* name = Peer::Record(a)->pszName;
+  for (int i = 0; i < 100; ++i) ASSERT_EQ(1, a->SetName(i % 2 ? &longName[0] : &shortName[0]));
+  EXPECT_EQ(name, Peer::Record(a)->pszName);
+  EXPECT_EQ(longName, Name(a));
+}

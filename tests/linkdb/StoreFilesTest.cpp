@@ -1,5 +1,6 @@
 // What obj.dat and link.dat hold, byte for byte, and what survives a reload.
 #include <string.h>
+#include <array>
 #include "TestSupport.h"
 
 using Peer = DatabaseTestPeer;
@@ -341,4 +342,61 @@ TEST_F(DbTest, EntriesThatNameNoLinkOfTheirObjectAreDroppedAtLoad) {
   char path[260];
   EXPECT_EQ(0, db_->SafeGetFullPath(stale, path, 0));
   EXPECT_EQ("C:\\KEPT.TXT", FullPath(Find("C:\\KEPT.TXT")));
+}
+
+// A store as an earlier version wrote it loads and is written back as before: reversed by
+// one reload (loading pushes at the head), the same bytes again after a second. The
+// entries have arrays of every size the loader treats differently (1, 2 and 3 entries
+// in the arena, more than a heap array of 10 holds), client data and long names.
+TEST_F(DbTest, AStoreIsWrittenBackByteForByte) {
+  struct Entry {
+    uint32_t id, type, flags;
+    std::string name;
+    std::vector<uint32_t> from, to;
+    Bytes data;
+  };
+  std::vector<Entry> entries;
+  std::vector<std::array<uint32_t, 4>> links;  // id, source, target, type
+  uint32_t nextLink = 1;
+  auto link = [&](uint32_t s, uint32_t t, uint32_t type) {
+    links.push_back({nextLink, s, t, type});
+    return nextLink++;
+  };
+  entries.push_back({2, 1, 0, "C:", {}, {}, {}});
+  for (uint32_t i = 0; i < 14; ++i)
+    entries.push_back({3 + i, i % 2 ? 4u : 2u, i * 3, std::string(i * 17 + 1, static_cast<char>('a' + i)), {}, {}, {}});
+  entries.push_back({20, 0x2000, 7, "APP.EXE", {}, {}, Bytes(24, 0x5C)});
+  for (uint32_t i = 0; i < 14; ++i) {  // each under C:, the app using most of them
+    uint32_t parent = link(2, 3 + i, 1);
+    entries[0].from.push_back(parent);
+    entries[1 + i].to.push_back(parent);
+    for (uint32_t k = 0; k < i % 4; ++k) {
+      uint32_t use = link(20, 3 + i, 0x10 + k);
+      entries.back().from.push_back(use);
+      entries[1 + i].to.push_back(use);
+    }
+  }
+  auto image = [&](bool reversed) {
+    Bytes obj = Header(), lnk = Header();
+    for (size_t k = 0; k < entries.size(); ++k) {
+      const Entry& e = entries[reversed ? entries.size() - 1 - k : k];
+      ObjectEntry(obj, e.id, e.type, e.flags, e.name, e.from, e.to, e.data);
+    }
+    for (size_t k = 0; k < links.size(); ++k) {
+      const auto& l = links[reversed ? links.size() - 1 - k : k];
+      LinkRecord(lnk, l[0], l[1], l[2], l[3]);
+    }
+    return std::make_pair(obj, lnk);
+  };
+  Discard();
+  WriteFile("obj.dat", image(false).first);
+  WriteFile("link.dat", image(false).second);
+  for (bool reversed : {true, false}) {
+    db_ = AttachDatabase(const_cast<char*>(dir_.c_str()));
+    ASSERT_NE(nullptr, db_);
+    ASSERT_EQ(1, db_->Flush());
+    EXPECT_EQ(image(reversed).first, ReadFile("obj.dat"));
+    EXPECT_EQ(image(reversed).second, ReadFile("link.dat"));
+    Discard();
+  }
 }

@@ -1,6 +1,8 @@
-// The name directory must give exactly the answers of a walk of the name buckets,
-// through additions, renames (which leave objects in their old bucket), deletions
-// (which may leave stale nodes behind) and reloads.
+// Lookups by path through the accelerators (the child index, the name buckets they
+// derive) must give exactly the answers of a walk of the name buckets, through
+// additions, renames (which leave objects in their old bucket), deletions (which may
+// leave stale nodes behind) and reloads. Names repeat across directories and share
+// buckets.
 #include <random>
 #include "TestSupport.h"
 
@@ -18,7 +20,7 @@ unsigned long LookupId(CVKUDatabase* db, const std::string& path) {
 
 }  // namespace
 
-TEST_F(DbTest, NameDirectoryAnswersAsTheBucketWalkDoes) {
+TEST_F(DbTest, LookupsByPathAnswerAsTheBucketWalkDoes) {
   std::mt19937 rng(2024);
   // Few distinct names, several directories: many objects share names and buckets
   // ("Axx.DAT" names differ only early, so they share buckets too).

@@ -11,6 +11,8 @@
 
 #include <stdint.h>
 
+#include "VKLinkDBVersion.h"
+
 #if defined(_WIN32) && defined(VKLINKDB_BUILD)
 #define VKLINKDB_API __declspec(dllexport)
 #elif defined(_WIN32)

@@ -91,11 +91,11 @@ target_sources(protect_tests PRIVATE ${CMAKE_SOURCE_DIR}/tests/linkdb/ReleasePro
 # runs leave is removed after the last of them.
 add_test(NAME protect_scratch_cleanup COMMAND bash -c "rm -rf protect_*_[0-9]*")
 set_tests_properties(protect_scratch_cleanup PROPERTIES FIXTURES_CLEANUP protect_scratch WORKING_DIRECTORY ${BIN})
-set(protect_runs protect_tests)
+set_tests_properties(protect_tests PROPERTIES FIXTURES_REQUIRED "wine;protect_scratch")
 foreach(release win95 winme nt40 win2k win7 win98 winxp)
-  list(APPEND protect_runs protect_tests_${release})
+  set_tests_properties(protect_tests_${release} PROPERTIES
+                       FIXTURES_REQUIRED "wine;protect_scratch;protect_tests_${release}")
 endforeach()
-set_tests_properties(${protect_runs} PROPERTIES FIXTURES_REQUIRED "wine;protect_scratch")
 
 # The list builder on this tree's own prefix: its output's format, and the round trip
 # through listpack, qfpack.dll and the loader.

@@ -19,7 +19,9 @@ add_library(VKLinkDB SHARED
   ${CMAKE_SOURCE_DIR}/LinkDB/DllMain.cpp
   ${UTILS_SOURCES} ${PROTECT_SOURCES})
 set_target_properties(VKLinkDB PROPERTIES PREFIX "" OUTPUT_NAME VKLinkDB)
-target_include_directories(VKLinkDB PUBLIC ${CMAKE_SOURCE_DIR}/Include PRIVATE ${CMAKE_SOURCE_DIR}/LinkDB)
+target_include_directories(VKLinkDB PUBLIC $<BUILD_INTERFACE:${CMAKE_SOURCE_DIR}/Include>
+                                          $<BUILD_INTERFACE:${VKL_GENERATED_INCLUDE}>
+                                   PRIVATE ${CMAKE_SOURCE_DIR}/LinkDB)
 target_compile_definitions(VKLinkDB PRIVATE VKLINKDB_BUILD)
 # ole32: the shell's link object (COM) for shortcuts.
 target_link_libraries(VKLinkDB PRIVATE ZLIB::ZLIB ole32)
@@ -68,6 +70,7 @@ if(NOT VKL_WINE_LOADER)
   set(VKL_WINE_LOADER wine)
 endif()
 configure_file(cmake/wine-run.sh.in ${CMAKE_BINARY_DIR}/wine-run.sh @ONLY FILE_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE)
+configure_file(cmake/wine-release.sh.in ${CMAKE_BINARY_DIR}/wine-release.sh @ONLY FILE_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE)
 configure_file(cmake/wineserver.sh.in ${CMAKE_BINARY_DIR}/wineserver.sh @ONLY FILE_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE)
 set(CMAKE_CROSSCOMPILING_EMULATOR ${CMAKE_BINARY_DIR}/wine-run.sh)
 add_test(NAME wine_start COMMAND ${CMAKE_BINARY_DIR}/wineserver.sh -p)
@@ -88,11 +91,11 @@ function(vkl_release_run program release filter)
   add_custom_command(TARGET ${program} POST_BUILD
     COMMAND ${CMAKE_COMMAND} -E copy $<TARGET_FILE:${program}> ${BIN}/${copy}.exe)
   add_test(NAME wine_${copy}_release
-    COMMAND ${CMAKE_BINARY_DIR}/wine-run.sh reg add "HKCU\\Software\\Wine\\AppDefaults\\${copy}.exe"
-            /v Version /d ${release} /f)
-  set_tests_properties(wine_${copy}_release PROPERTIES FIXTURES_SETUP wine DEPENDS wine_start)
+    COMMAND ${CMAKE_BINARY_DIR}/wine-release.sh ${copy}.exe ${release})
+  # Its own fixture: a failure here skips only this copy's tests.
+  set_tests_properties(wine_${copy}_release PROPERTIES FIXTURES_REQUIRED wine FIXTURES_SETUP ${copy})
   add_test(NAME ${copy} COMMAND ${CMAKE_BINARY_DIR}/wine-run.sh ${copy}.exe --gtest_filter=${filter})
-  set_tests_properties(${copy} PROPERTIES FIXTURES_REQUIRED wine WORKING_DIRECTORY ${BIN} TIMEOUT 900)
+  set_tests_properties(${copy} PROPERTIES FIXTURES_REQUIRED "wine;${copy}" WORKING_DIRECTORY ${BIN} TIMEOUT 900)
 endfunction()
 
 # The stateless helpers under test are compiled into the test program as well, since
@@ -160,7 +163,7 @@ if(UTILS_TESTS)
   endforeach()
   foreach(release win98 winxp)
     vkl_release_run(utils_tests ${release} ReleaseProbe.*:Registry.*:DiskIo.*:RawDisk.*:Tree.*:KeyTree.*:Links.*)
-    set_tests_properties(utils_tests_${release} PROPERTIES FIXTURES_REQUIRED "wine;msi")
+    set_tests_properties(utils_tests_${release} PROPERTIES FIXTURES_REQUIRED "wine;msi;utils_tests_${release}")
   endforeach()
 endif()
 

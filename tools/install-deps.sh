@@ -2,8 +2,10 @@
 # Installs what building and testing VKLinkDB needs on Debian or Ubuntu:
 # the i686 and x86_64 MinGW-w64 cross compilers (posix thread model), 32-bit and
 # 64-bit Wine, CMake, GoogleTest sources, Google Benchmark, clang (libFuzzer,
-# sanitizers), valgrind, zlib for the host and both Windows targets, and wixl (msitools),
-# which builds the Windows Installer packages of the shortcut tests.
+# sanitizers), valgrind, zlib for the host and both Windows targets, wixl (msitools),
+# which builds the Windows Installer packages of the shortcut tests, and for the release
+# packaging lld (lld-link) and llvm (llvm-dlltool, llvm-readobj), which make and test the
+# MSVC-format import library, python3, which pairs its names, and pkg-config.
 # 32-bit Wine is installed even where the kernel cannot run 32-bit code (the package
 # installs; only its programs cannot start there): the same script serves every machine.
 # Safe to run again: it installs only what is missing.
@@ -17,7 +19,7 @@ export DEBIAN_FRONTEND=noninteractive
 PKGS=(cmake make g++ clang "libclang-rt-dev|libclang-rt-14-dev|libclang-common-14-dev" googletest
       libbenchmark-dev libsqlite3-dev zlib1g-dev valgrind g++-mingw-w64-i686-posix gcc-mingw-w64-i686-posix
       g++-mingw-w64-x86-64-posix gcc-mingw-w64-x86-64-posix libz-mingw-w64-dev
-      wine wine32:i386 wine64 wixl)
+      wine wine32:i386 wine64 wixl "lld|lld-14" "llvm|llvm-14" python3 "pkgconf|pkg-config")
 
 installed() { dpkg-query -W -f='${Status}' "$1" 2>/dev/null | grep -q 'install ok installed'; }
 

@@ -5,14 +5,12 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
-#include <cstring>
+#include <cstdio>
 #include <string>
-#include <thread>
 #include <vector>
 
-#include "DiskIoFailure.h"
-#include "ScratchDir.h"
-#include "SystemTestSupport.h"
+#include "Scratch.h"
+#include "TestSupport.h"
 #include "diskio"
 
 namespace {
@@ -21,16 +19,9 @@ using UTILS::DiskIO;
 using UTILS::UtilsByte;
 using UTILS::UtilsString;
 
-// The error a plain CreateFileA gives for the same arguments (0 when it opens).
-DWORD OpenOracle(const std::string& name, DWORD access, DWORD share, DWORD creation) {
-  HANDLE h = CreateFileA(name.c_str(), access, share, nullptr, creation, 0x08000080, nullptr);
-  DWORD error = GetLastError();
-  if (h == INVALID_HANDLE_VALUE) return error;
-  CloseHandle(h);
-  return 0;
+UtilsByte B(const char* bytes, unsigned long n) {
+  return UtilsByte(reinterpret_cast<const unsigned char*>(bytes), n);
 }
-
-const char* Mode(bool overlapped) { return overlapped ? "Overlapped" : "Non Overlapped"; }
 
 class DiskIo : public scratch::Dir {};
 
@@ -42,46 +33,41 @@ TEST_F(DiskIo, RecordsAndTheNaturalSize) {
     out << record;  // a whole default record from the text's buffer
     EXPECT_EQ(512u, out.GetBytesWritten());
     out.SetReadWriteSize(65535);
-    out << "abc" << UtilsString("de") << UtilsByte(reinterpret_cast<const unsigned char*>("\x01\x02"), 2)
-        << "";
+    out << "abc" << UtilsString("de") << B("\x01\x02", 2) << "";
     out.SetReadWriteSize(8);
     out << UtilsString("xyz") << 0x01020304UL << reinterpret_cast<const unsigned char*>("12345678")
-        << UtilsByte(reinterpret_cast<const unsigned char*>("\x09"), 1);
+        << B("\x09", 1);
     EXPECT_EQ(512u + 7 + 8 + 4 + 8 + 8, out.GetFileSize());
     EXPECT_EQ(8u, out.Write("ABCDEFGHIJ", 0));  // a count of 0 is the record size
   }
   const std::string bytes = scratch::ReadWhole(name);
-  std::string expected = std::string("abc") + std::string(509, '\0') + "abcde\x01\x02" +
-                         std::string("xyz\0\0\0\0\0", 8) + "\x04\x03\x02\x01" + "12345678" +
-                         std::string("\x09\0\0\0\0\0\0\0", 8) + "ABCDEFGH";
-  EXPECT_EQ(expected, bytes);
+  EXPECT_EQ(std::string("abc") + std::string(509, '\0') + "abcde\x01\x02" +
+                std::string("xyz\0\0\0\0\0", 8) + "\x04\x03\x02\x01" + "12345678" +
+                std::string("\x09\0\0\0\0\0\0\0", 8) + "ABCDEFGH",
+            bytes);
 
   DiskIO in(name.c_str(), GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING, 0);
-  EXPECT_EQ(bytes.size(), in.GetFileSize());
   char record[512];
-  in >> record;
-  EXPECT_STREQ("abc", record);
-  in.SetReadWriteSize(5);
   UtilsString text;
-  in >> text;
-  EXPECT_EQ("abcde", text.GetSTLString());
-  in.SetReadWriteSize(10);
   UtilsByte data;
-  in >> data;
-  EXPECT_EQ(10u, data.size());
-  EXPECT_EQ(0x02, data[1]);
   unsigned long value = 0;
+  in >> record;
+  in.SetReadWriteSize(5);
+  in >> text;
+  in.SetReadWriteSize(10);
+  in >> data;
   in.SetReadWriteSize(2);
   in >> value;  // four bytes whatever the record size
-  EXPECT_EQ(0x01020304UL, value);
+  EXPECT_EQ("abc|abcde|10|2|16909060", std::string(record) + "|" + Str(text) + "|" +
+                                           std::to_string(data.size()) + "|" +
+                                           std::to_string(data[1]) + "|" + std::to_string(value));
   // The natural read size is the file's size as last known: a read from here gets what
   // is left, and the buffer asked for keeps its size.
   in.SetReadWriteSize(65535);
   in >> data;
   EXPECT_EQ(bytes.size(), data.size());
   EXPECT_EQ(24u, in.GetBytesRead());
-  EXPECT_EQ('1', data[0]);
-  EXPECT_EQ(0, data[30]);
+  EXPECT_EQ(std::string("12345678\x09\0", 10), std::string(reinterpret_cast<char*>(&data[0]), 10));
   // At the end of the file every read throws.
   for (int form = 0; form < 3; ++form) {
     Failure f = Fails([&] {
@@ -91,14 +77,13 @@ TEST_F(DiskIo, RecordsAndTheNaturalSize) {
     });
     unsigned long count = form == 0 ? 4 : form == 1 ? bytes.size() : 7;
     EXPECT_EQ(2u, f.category);
-    EXPECT_EQ(Record(f, "DiskIO::Read - ReadFile in Non Overlapped mode read 0 bytes out of " +
-                            std::to_string(count)),
+    EXPECT_EQ(f.Expected("DiskIO::Read - ReadFile in Non Overlapped mode read 0 bytes out of " +
+                         std::to_string(count)),
               f.what);
   }
   in.SetFilePointer(LARGE_INTEGER{}, FILE_BEGIN);
   in >> text;
-  EXPECT_EQ(bytes, text.GetSTLString());  // zero bytes included: it ends where the read did
-  EXPECT_STREQ("abc", text.c_str());
+  EXPECT_EQ(bytes, Str(text));  // zero bytes included: it ends where the read did
 
   DiskIO empty(In("empty.bin").c_str(), GENERIC_READ | GENERIC_WRITE, 0, CREATE_ALWAYS, 0);
   empty.SetReadWriteSize(65535);
@@ -113,9 +98,7 @@ TEST_F(DiskIo, OpenFailuresAgreeWithTheSystem) {
   SetFileAttributesA(readOnly.c_str(), FILE_ATTRIBUTE_READONLY);
   scratch::MakeFile(locked, "l");
   HANDLE holder = CreateFileA(locked.c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr);
-  std::string base = In("");
-  std::string name259 = base + std::string(259 - base.size(), 'n');
-  std::string name260 = name259 + "m";
+  std::string name259 = In("") + std::string(259 - In("").size(), 'n');
   const struct {
     std::string name;
     DWORD access, share, creation;
@@ -128,15 +111,19 @@ TEST_F(DiskIo, OpenFailuresAgreeWithTheSystem) {
       {In("no\\such\\dir.txt"), GENERIC_WRITE, 0, CREATE_ALWAYS},
       {"", GENERIC_READ, 0, OPEN_EXISTING},
       {name259, GENERIC_WRITE, 0, CREATE_ALWAYS},
-      {name260, GENERIC_WRITE, 0, CREATE_ALWAYS},
+      {name259 + "m", GENERIC_WRITE, 0, CREATE_ALWAYS},
   };
   for (const auto& c : cases) {
-    DWORD error = OpenOracle(c.name, c.access, c.share, c.creation);
+    // The error a plain CreateFileA gives for the same arguments (0 when it opens).
+    HANDLE plain =
+        CreateFileA(c.name.c_str(), c.access, c.share, nullptr, c.creation, 0x08000080, nullptr);
+    DWORD error = plain == INVALID_HANDLE_VALUE ? GetLastError() : 0;
+    if (plain != INVALID_HANDLE_VALUE) CloseHandle(plain);
     DiskIO file;
     Failure f = Fails([&] { file.Open(c.name.c_str(), c.access, c.share, c.creation, 0); });
+    EXPECT_EQ(error == 0, file.IsOpen()) << c.name;
     if (error == 0) {
       EXPECT_EQ(99u, f.category) << c.name.size() << " " << f.what;
-      EXPECT_TRUE(file.IsOpen());
       file.Close();
       DeleteFileA(c.name.c_str());
       continue;
@@ -144,12 +131,11 @@ TEST_F(DiskIo, OpenFailuresAgreeWithTheSystem) {
     EXPECT_EQ(1u, f.category) << c.name;
     EXPECT_EQ(error, f.error) << c.name;
     EXPECT_EQ(error, file.get_error());
-    EXPECT_EQ(Record(f, "DiskIo::Open - CreateFile handle invalid trying to open file:  " + c.name +
-                            " in Non Overlapped mode with access " + std::to_string(c.access) +
-                            ", sharing " + std::to_string(c.share) + ", openflag " +
-                            std::to_string(c.creation)),
+    EXPECT_EQ(f.Expected(
+                  "DiskIo::Open - CreateFile handle invalid trying to open file:  " + c.name +
+                  " in Non Overlapped mode with access " + std::to_string(c.access) + ", sharing " +
+                  std::to_string(c.share) + ", openflag " + std::to_string(c.creation)),
               f.what);
-    EXPECT_FALSE(file.IsOpen());
   }
   CloseHandle(holder);
   DiskIO nothing(nullptr);
@@ -159,13 +145,12 @@ TEST_F(DiskIo, OpenFailuresAgreeWithTheSystem) {
   char type[MAX_PATH] = "";
   GetVolumeInformationA((m_Dir.substr(0, 3)).c_str(), nullptr, 0, nullptr, nullptr, nullptr, type,
                         sizeof type);
-  DiskIO onDisk(readOnly.c_str());
   unsigned long expected = !lstrcmpiA(type, "NTFS")    ? UTILS::FS_NTFS
                            : !lstrcmpiA(type, "FAT32") ? UTILS::FS_FAT32
                            : !lstrcmpiA(type, "FAT")   ? UTILS::FS_FAT
                            : type[0]                   ? UTILS::FS_OTHER
                                                        : UTILS::FS_UNKNOWN;
-  EXPECT_EQ(expected, onDisk.get_filesystem()) << type;
+  EXPECT_EQ(expected, DiskIO(readOnly.c_str()).get_filesystem()) << type;
 }
 
 TEST_F(DiskIo, PositionTruncationAttributesAndDeletion) {
@@ -191,8 +176,8 @@ TEST_F(DiskIo, PositionTruncationAttributesAndDeletion) {
     at.QuadPart = b.distance;
     Failure f = Fails([&] { file.SetFilePointer(at, b.method); });
     EXPECT_EQ(5u, f.category);
-    EXPECT_EQ(Record(f, "DiskIo::SetFilePointer - SetFilePointer could not move file pointer by " +
-                            std::to_string(at.LowPart) + " from position " + b.from),
+    EXPECT_EQ(f.Expected("DiskIo::SetFilePointer - SetFilePointer could not move file pointer by " +
+                         std::to_string(at.LowPart) + " from position " + b.from),
               f.what);
   }
   file.Close();
@@ -200,11 +185,11 @@ TEST_F(DiskIo, PositionTruncationAttributesAndDeletion) {
 
   DiskIO reader(name.c_str(), GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING, 0);
   Failure f = Fails([&] { reader.SetEndOfFile(); });
-  EXPECT_EQ(Record(f, "DiskIo::SetEndOfFile - SetEndOfFile could not set the end of file " + name),
-            f.what);
   EXPECT_EQ(5u, f.category);
-  HANDLE plain = CreateFileA(name.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0,
-                             nullptr);
+  EXPECT_EQ(f.Expected("DiskIo::SetEndOfFile - SetEndOfFile could not set the end of file " + name),
+            f.what);
+  HANDLE plain =
+      CreateFileA(name.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);
   EXPECT_FALSE(SetEndOfFile(plain));
   EXPECT_EQ(GetLastError(), f.error);
   CloseHandle(plain);
@@ -218,15 +203,15 @@ TEST_F(DiskIo, PositionTruncationAttributesAndDeletion) {
   f = Fails([&] { remover.Delete(name.c_str(), 0); });
   EXPECT_EQ(6u, f.category);
   EXPECT_EQ(ERROR_ACCESS_DENIED, f.error);
-  EXPECT_EQ(Record(f, "DiskIO::Delete(inFileName) - DeleteFile in Non Overlapped mode could not "
-                      "delete file " + name),
+  EXPECT_EQ(f.Expected("DiskIO::Delete(inFileName) - DeleteFile in Non Overlapped mode could not "
+                       "delete file " + name),
             f.what);
   remover.Delete(name.c_str(), 1);
   EXPECT_FALSE(scratch::Exists(name));
   EXPECT_EQ(6u, Fails([&] { remover.Delete(nullptr, 1); }).category);
   EXPECT_EQ(12u, Fails([&] { remover.DeleteDir(nullptr, 1); }).category);
   f = Fails([&] { remover.SetFileAttributesA(FILE_ATTRIBUTE_HIDDEN); });  // no file: name ""
-  EXPECT_EQ(Record(f, "DiskIO::SetFileAttributes - Error setting the file attributes on file:  "),
+  EXPECT_EQ(f.Expected("DiskIO::SetFileAttributes - Error setting the file attributes on file:  "),
             f.what);
   {
     DiskIO open(name.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
@@ -248,7 +233,7 @@ TEST_F(DiskIo, PositionTruncationAttributesAndDeletion) {
     EXPECT_EQ(12u, f.category);
     RemoveDirectoryA(In(kept).c_str());
     EXPECT_EQ(GetLastError(), f.error) << kept;
-    EXPECT_EQ(Record(f, "DiskIO::DeleteDir - Cannot remove directory:  " + In(kept)), f.what);
+    EXPECT_EQ(f.Expected("DiskIO::DeleteDir - Cannot remove directory:  " + In(kept)), f.what);
   }
   remover.DeleteDir(In("h").c_str(), 1);
   EXPECT_FALSE(scratch::Exists(In("h")));
@@ -278,8 +263,8 @@ TEST_F(DiskIo, OverlappedOnlyOnTheNTLine) {
   Failure f = Fails([&] { file >> a; });
   EXPECT_EQ(2u, f.category);
   EXPECT_EQ(nt ? ERROR_HANDLE_EOF : 0, f.error);
-  EXPECT_EQ(Record(f, std::string("DiskIO::Read - ReadFile in ") + Mode(nt) +
-                          " mode read 0 bytes out of 4"),
+  EXPECT_EQ(f.Expected(std::string("DiskIO::Read - ReadFile in ") +
+                       (nt ? "Overlapped" : "Non Overlapped") + " mode read 0 bytes out of 4"),
             f.what);
   if (nt) {
     // Overlapped transfers start at the object's own position, which moves by the
@@ -326,8 +311,7 @@ TEST_F(DiskIo, CopiesHoldTheirOwnHandlesAndAFailedCloseIsReported) {
     c = a;
     EXPECT_TRUE(c.IsOpen() && c != a);
     a = b;  // closed: a gives up its handle
-    EXPECT_FALSE(a.IsOpen());
-    EXPECT_TRUE(a == b);
+    EXPECT_TRUE(!a.IsOpen() && a == b);
   }
   EXPECT_EQ(handles, ProcessHandleCount());
 
@@ -338,8 +322,9 @@ TEST_F(DiskIo, CopiesHoldTheirOwnHandlesAndAFailedCloseIsReported) {
   Failure f = Fails([&] { bogus.Close(); });
   EXPECT_EQ(4u, f.category);
   EXPECT_EQ(ERROR_INVALID_HANDLE, f.error);
-  EXPECT_EQ(Record(f, "DiskIO::Close() - CloseHandle in Non Overlapped mode could not close file "),
-            f.what);
+  EXPECT_EQ(
+      f.Expected("DiskIO::Close() - CloseHandle in Non Overlapped mode could not close file "),
+      f.what);
   EXPECT_TRUE(bogus.IsOpen());  // the handle is left as it was
   bogus.Use(nullptr);
 }
@@ -351,17 +336,14 @@ TEST_F(DiskIo, OneObjectFromSeveralThreads) {
   {
     DiskIO shared(name.c_str(), GENERIC_WRITE, 0, CREATE_ALWAYS, 0);
     shared.SetReadWriteSize(kSize);
-    std::vector<std::thread> threads;
-    for (int t = 0; t < kThreads; ++t)
-      threads.emplace_back([&, t] {
-        std::vector<unsigned char> record(kSize, static_cast<unsigned char>('A' + t));
-        for (int i = 0; i < kRecords; ++i) {
-          shared << record.data();
-          shared.GetBytesWritten();
-          shared.get_error();
-        }
-      });
-    for (auto& thread : threads) thread.join();
+    RunOnThreads(kThreads, [&](int t) {
+      std::vector<unsigned char> record(kSize, static_cast<unsigned char>('A' + t));
+      for (int i = 0; i < kRecords; ++i) {
+        shared << record.data();
+        shared.GetBytesWritten();
+        shared.get_error();
+      }
+    });
   }
   std::string bytes = scratch::ReadWhole(name);
   ASSERT_EQ(size_t(kThreads * kRecords * kSize), bytes.size());

@@ -1,18 +1,12 @@
-// Shortcut resolution against a real Windows Installer package: the package the build
-// makes with wixl (tests/utils/packages/LinkTest.wxs) is installed with msiexec for
-// the Links tests and removed afterwards. Each advertised case is set up so that
-// exactly one way can answer, and Wine's own calls (MsiGetShortcutTargetA,
-// MsiGetComponentPathA, GetShortPathNameA, the shell's link object) say what the
-// answer must be:
-//  - the link Wine's installer wrote: a plain link (icon location in UTF-16 only);
-//  - a link whose path is the installer's "::{9db1186e-...}:<descriptor>::" form, for
-//    which Wine stores the installer data block: the documented call answers;
-//  - an ANSI link carrying the icon location "...\Installer\{product}\icon": the byte
-//    search and the package query answer (an icon shared by two file components, or
-//    one whose component's key path is a registry value, gives nothing);
-//  - the data-block link while another program holds it open for writing: the
-//    documented call (which denies writers) and the byte search cannot open it, the
-//    data block read through IShellLinkDataList answers.
+// Shortcut resolution against a real Windows Installer package (tests/utils/packages/
+// LinkTest.wxs, built with wixl, installed with msiexec for the Links tests and removed
+// afterwards). Each advertised case is set up so that exactly one way can answer, and
+// Wine's own calls (MsiGetShortcutTargetA, MsiGetComponentPathA, GetShortPathNameA, the
+// shell's link object) say what the answer must be: the link Wine's installer wrote is
+// a plain link; a "::{9db1186e-...}:<descriptor>::" link carries the installer data
+// block (the documented call answers, or, while another program holds the link open
+// for writing, only IShellLinkDataList); an ANSI link with the icon location
+// "...\Installer\{product}\icon" is answered by the byte search and the package query.
 // LinksWithoutInstaller runs in a copy started with MSI.DLL disabled.
 #include <gtest/gtest.h>
 #include <shlobj.h>
@@ -24,14 +18,13 @@
 #include <vector>
 
 #include "CUtilsPath"
-#include "ScratchDir.h"
+#include "Scratch.h"
+#include "TestSupport.h"
 
 namespace {
 
 using UTILS::CUtilsPath;
 using UTILS::UtilsString;
-
-UtilsString U(const std::string& s) { return UtilsString(s.c_str()); }
 
 const char kProduct[] = "{7AD930BA-CB39-4372-85B5-B03D3E9225D4}";
 const char kMainComponent[] = "{FB335959-9A3F-4498-B8E9-09E646020BC9}";
@@ -70,7 +63,7 @@ struct Installer {
     char path[MAX_PATH] = "";
     DWORD size = sizeof path;
     Get<int(WINAPI*)(LPCSTR, LPCSTR, LPSTR, DWORD*)>("MsiGetComponentPathA")(kProduct, component,
-                                                                              path, &size);
+                                                                             path, &size);
     return path;
   }
   std::string Decompose(const std::string& descriptor) {
@@ -90,7 +83,8 @@ std::string Packed(const char* guid) {
   unsigned int d2, d3, b[8];
   std::sscanf(guid, "{%8lx-%4x-%4x-%2x%2x-%2x%2x%2x%2x%2x%2x}", &d1, &d2, &d3, &b[0], &b[1], &b[2],
               &b[3], &b[4], &b[5], &b[6], &b[7]);
-  DWORD words[4] = {static_cast<DWORD>(d1), d2 | (d3 << 16), b[0] | b[1] << 8 | b[2] << 16 | b[3] << 24,
+  DWORD words[4] = {static_cast<DWORD>(d1), d2 | (d3 << 16),
+                    b[0] | b[1] << 8 | b[2] << 16 | b[3] << 24,
                     b[4] | b[5] << 8 | b[6] << 16 | b[7] << 24};
   std::string packed;
   for (DWORD word : words)
@@ -153,7 +147,7 @@ std::string ShellPath(const std::string& link, DWORD flags) {
 std::string Resolve(CUtilsPath& path, const std::string& link, int longName) {
   UtilsString target("untouched");
   int found = path.ResolveLinkFile(U(link), target, longName);
-  return found ? target.GetSTLString() : "(0:" + target.GetSTLString() + ")";
+  return found ? Str(target) : "(0:" + Str(target) + ")";
 }
 
 // Runs a command line and answers its exit code.
@@ -217,7 +211,8 @@ class Links : public scratch::Dir {
 DWORD Links::s_InstallResult = 1;
 
 TEST_F(Links, PlainLinkRoundTripInEveryForm) {
-  const std::string dir = In("Long Directory Name"), target = dir + "\\a target with a long name.text";
+  const std::string dir = In("Long Directory Name"),
+                    target = dir + "\\a target with a long name.text";
   CreateDirectoryA(dir.c_str(), nullptr);
   scratch::MakeFile(target, "target");
   const std::string link = In("plain link.lnk");
@@ -237,13 +232,14 @@ TEST_F(Links, PlainLinkRoundTripInEveryForm) {
   CUtilsPath own(U(link));
   UtilsString out;
   EXPECT_EQ(1, own.ResolveLinkFile(out, 0));
-  EXPECT_EQ(shortForm, out.GetSTLString());
+  EXPECT_EQ(shortForm, Str(out));
   EXPECT_EQ(1, own.ResolveLinkFile(buffer, 1));
   EXPECT_EQ(target, buffer);
   EXPECT_EQ(1, own.ResolveLinkFile(1));
   EXPECT_EQ(target, own.GetPath());
   CUtilsPath key(U("HKCU\\Software"));
-  EXPECT_EQ(0, key.ResolveLinkFile(out, 1) + key.ResolveLinkFile(buffer, 1) + key.ResolveLinkFile(1));
+  EXPECT_EQ(0,
+            key.ResolveLinkFile(out, 1) + key.ResolveLinkFile(buffer, 1) + key.ResolveLinkFile(1));
   EXPECT_STREQ("HKCU\\Software", key.GetPath());
 }
 

@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "DiskIoFailure.h"
+#include "TestSupport.h"
 #include "diskio"
 
 namespace {
@@ -67,8 +67,8 @@ TEST(RawDisk, DeviceFunctionsRefuseOnTheNTLineBeforeTheHandle) {
     EXPECT_EQ(nt ? 13u : 99u, failure.category) << f.first;
     if (!nt) continue;
     EXPECT_EQ(1151u, device.get_error());
-    EXPECT_EQ(Record(failure, std::string(f.first) + " - This function requires standard "
-                                                     "Windows.  Cannot Execute on NT."),
+    EXPECT_EQ(failure.Expected(std::string(f.first) + " - This function requires standard "
+                                                      "Windows.  Cannot Execute on NT."),
               failure.what);
   }
   EXPECT_EQ(nt ? 0u : 5u, device.calls.size());
@@ -85,28 +85,25 @@ TEST(RawDisk, CarryLeftSetThrowsEvenWhenTheCallSucceeded) {
   };
   Failure read = Fails([&] { device.DeviceRead(request, 2); });
   EXPECT_EQ(11u, read.category);
-  EXPECT_EQ(Record(read, "DiskIO::DeviceRead - VWIN32_DIOC_DOS_INT25, Disk:  2; sector:  100; "
-                         "sectors to read:  8", false),
+  EXPECT_EQ(read.Expected("DiskIO::DeviceRead - VWIN32_DIOC_DOS_INT25, Disk:  2; sector:  100; "
+                          "sectors to read:  8",
+                          false),
             read.what);
   Failure write = Fails([&] { device.DeviceWrite(request, 3); });
   EXPECT_EQ(0x15u, write.error);
-  EXPECT_EQ(Record(write, "DiskIO::DeviceWrite - VWIN32_DIOC_DOS_INT26, Disk:  3; sector:  100; "
-                          "sectors to write:  8", false),
+  EXPECT_EQ(write.Expected("DiskIO::DeviceWrite - VWIN32_DIOC_DOS_INT26, Disk:  3; sector:  100; "
+                           "sectors to write:  8",
+                           false),
             write.what);
   // The block the services get: the request's address, the request-block form, the
   // drive, and carry preset.
   ASSERT_EQ(2u, device.calls.size());
   for (unsigned long i = 0; i < 2; ++i) {
-    DIOC_REGISTERS r;
-    ASSERT_EQ(28u, device.calls[i].in.size());
-    std::memcpy(&r, device.calls[i].in.data(), sizeof r);
+    const DIOC_REGISTERS block = {Address(&request), 0, 0xFFFF, 2 + i, 0, 0, 1};
+    const unsigned char* bytes = reinterpret_cast<const unsigned char*>(&block);
+    EXPECT_EQ(std::vector<unsigned char>(bytes, bytes + 28), device.calls[i].in);
     EXPECT_EQ(2 + i, device.calls[i].code);
     EXPECT_EQ(28u, device.calls[i].outSize);
-    EXPECT_EQ(Address(&request), r.reg_EBX);
-    EXPECT_EQ(0xFFFFu, r.reg_ECX);
-    EXPECT_EQ(2 + i, r.reg_EAX);
-    EXPECT_EQ(1u, r.reg_Flags);
-    EXPECT_EQ(0u, r.reg_EDX + r.reg_EDI + r.reg_ESI);
   }
   // A service that does not run leaves the preset carry: the drive reads as the error.
   device.answer = [](void*, unsigned long) { return TRUE; };
@@ -133,18 +130,19 @@ TEST(RawDisk, AFailedControlTakesItsErrorFromTheReplyShape) {
     void *in, *out;
     unsigned long inSize, outSize, error;
   } cases[] = {
-      {12, &request, &reply, 11, 518, 0x42},          // the reply's last byte
-      {4, &registers, &registers, 28, 28, 0x7E},      // the BIOS service's register block: AH
-      {2, &registers, &registers, 28, 28, 0x7E01},    // any other register block: AX
-      {13, &in, &out, 9, 9, ERROR_NOT_READY},         // no known shape: the system's error
+      {12, &request, &reply, 11, 518, 0x42},        // the reply's last byte
+      {4, &registers, &registers, 28, 28, 0x7E},    // the BIOS service's register block: AH
+      {2, &registers, &registers, 28, 28, 0x7E01},  // any other register block: AX
+      {13, &in, &out, 9, 9, ERROR_NOT_READY},       // no known shape: the system's error
   };
   for (const auto& c : cases) {
     Failure f = Fails([&] { device.DeviceControl(c.code, c.in, c.inSize, c.out, c.outSize); });
     EXPECT_EQ(c.error, device.get_error());
     EXPECT_EQ(c.outSize, device.GetBytesRead());
-    EXPECT_EQ(Record(f, "DiskIO::DeviceControl - Cannot Execute Device Cmd " +
-                            std::to_string(c.code), c.code == 13),
-              f.what);
+    EXPECT_EQ(
+        f.Expected("DiskIO::DeviceControl - Cannot Execute Device Cmd " + std::to_string(c.code),
+                   c.code == 13),
+        f.what);
   }
   if (device.IsNT()) return;
   // Through the device functions on the 95 line: the same rule, before any carry test.
@@ -163,7 +161,8 @@ TEST(RawDisk, AFailedControlTakesItsErrorFromTheReplyShape) {
   ASSERT_EQ(1, device.DeviceWrite(bios, out));
   unsigned long table = Address(ids);
   std::vector<unsigned char> format = {1, 0x11, 0xFF};
-  for (int shift = 0; shift < 32; shift += 8) format.push_back(static_cast<unsigned char>(table >> shift));
+  for (int shift = 0; shift < 32; shift += 8)
+    format.push_back(static_cast<unsigned char>(table >> shift));
   format.insert(format.end(), {18, 0, 0, 0});
   ASSERT_EQ(3u, device.calls.size());
   EXPECT_EQ(12u, device.calls[0].code);

@@ -10,7 +10,8 @@
 #include <vector>
 
 #include "CNTAdminObject"
-#include "RegistryScratch.h"
+#include "Scratch.h"
+#include "TestSupport.h"
 #include "UtilsRegistry"
 #include "std_exception"
 
@@ -19,21 +20,9 @@ namespace {
 using UTILS::UtilsRegistry;
 using UTILS::UtilsString;
 
-std::string Str(const UtilsString& s) { return s.GetSTLString(); }
-UtilsString U(const std::string& s) { return UtilsString(s.c_str()); }
-
 // The record of a constructor's exception, with the system's text for `error`.
 std::string Record(int line, unsigned long error, const std::string& condition) {
-  std::string text =
-      "File:  ..\\..\\Include\\UtilsRegistry; Line Number:  " + std::to_string(line) +
-      "; Exception Name:  UTILS::std_exception; Type:  204; ";
-  if (error) {
-    UtilsString description;
-    description.SetErrorMsg(error, 0);
-    text += "Error Number: " + std::to_string(error) +
-            "; WinError Description: " + Str(description) + "; ";
-  }
-  return text + "Error Condition:  " + condition;
+  return ::Record("UtilsRegistry", 204, line, error, condition);
 }
 
 class Registry : public scratch::Key {};

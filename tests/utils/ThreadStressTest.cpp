@@ -9,7 +9,7 @@
 #include <memory>
 #include <string>
 
-#include "StressRun.h"
+#include "TestSupport.h"
 #include "UtilsByte"
 #include "UtilsList"
 #include "UtilsString"
@@ -22,12 +22,7 @@ using UTILS::UtilsString;
 using UTILS::UtilsStringList;
 
 const double kSeconds = 1.5;
-
-void ExpectClean(const stress::Result& run) {
-  EXPECT_TRUE(run.finished) << "threads still blocked: deadlock";
-  EXPECT_EQ(0u, run.faults) << "of " << run.rounds << " rounds; " << run.firstError;
-  EXPECT_GT(run.rounds, 0u);
-}
+using stress::ExpectClean;
 
 // Every thread converts strings of its own changing lengths; the buffers are shared by
 // the process, so their contents may be another thread's, but the heap must stay whole
@@ -185,57 +180,34 @@ TEST(UtilsStringThreads, CopiesAreConsistentWhileStringsComeAndGo) {
 // Two objects assigned to each other on two threads at once.
 template <class T>
 void CrossAssign(std::shared_ptr<T> a, std::shared_ptr<T> b) {
-  std::vector<std::function<bool()>> bodies;
-  bodies.push_back([a, b] {
-    *a = *b;
-    return true;
-  });
-  bodies.push_back([a, b] {
-    *b = *a;
-    return true;
-  });
-  ExpectClean(stress::Run(1.0, bodies, 10.0));
+  ExpectClean(
+      stress::Run(1.0, {[a, b] { return *a = *b, true; }, [a, b] { return *b = *a, true; }}, 10.0));
 }
 
-TEST(CrossAssignment, UtilsByte) {
-  CrossAssign(std::make_shared<UtilsByte>(reinterpret_cast<const unsigned char*>("one"), 3),
-              std::make_shared<UtilsByte>(reinterpret_cast<const unsigned char*>("two!"), 4));
-}
-
-TEST(CrossAssignment, UtilsString) {
+TEST(CrossAssignment, EveryContainer) {
+  const unsigned char* one = reinterpret_cast<const unsigned char*>("one");
+  CrossAssign(std::make_shared<UtilsByte>(one, 3), std::make_shared<UtilsByte>(one, 2));
   auto a = std::make_shared<UtilsString>("one");
   a->AddString("uno");
   CrossAssign(a, std::make_shared<UtilsString>("two"));
   EXPECT_TRUE(*a == "one" || *a == "two");
-}
-
-TEST(CrossAssignment, UtilsStringList) {
-  auto a = std::make_shared<UtilsStringList>(UtilsString("one"));
-  auto b = std::make_shared<UtilsStringList>(UtilsString("two"));
-  b->AddString(UtilsString("deux"));
-  CrossAssign(a, b);
-  EXPECT_TRUE(*a == "one" || *a == "two");
-}
-
-TEST(CrossAssignment, MemObject) {
+  auto list = std::make_shared<UtilsStringList>(UtilsString("one"));
+  list->AddString(UtilsString("deux"));
+  CrossAssign(list, std::make_shared<UtilsStringList>(UtilsString("two")));
+  EXPECT_TRUE(*list == "one" || *list == "two");
   CrossAssign(std::make_shared<UTILS::MemObject<char>>("one", 0),
               std::make_shared<UTILS::MemObject<char>>("two!", 0));
-}
-
-TEST(CrossAssignment, ListObjectAndMapObject) {
-  auto listA = std::make_shared<UTILS::ListObject<char>>();
-  auto listB = std::make_shared<UTILS::ListObject<char>>();
-  listA->AddTail('a');
-  listB->AddTail('b');
-  listB->AddTail('c');
-  CrossAssign(listA, listB);
-  EXPECT_TRUE(listA->Count() == 1 || listA->Count() == 2);
-  auto mapA = std::make_shared<UTILS::MapObject<int, char>>();
-  auto mapB = std::make_shared<UTILS::MapObject<int, char>>();
-  mapA->AddTail('a');
-  mapB->AddTail('b');
-  CrossAssign(mapA, mapB);
-  EXPECT_EQ(1u, mapB->Count());
+  auto chars = std::make_shared<UTILS::ListObject<char>>();
+  auto others = std::make_shared<UTILS::ListObject<char>>();
+  chars->AddTail('a');
+  others->AddTail('b');
+  others->AddTail('c');
+  CrossAssign(chars, others);
+  auto map = std::make_shared<UTILS::MapObject<int, char>>();
+  auto otherMap = std::make_shared<UTILS::MapObject<int, char>>();
+  map->AddTail('a');
+  otherMap->AddTail('b');
+  CrossAssign(map, otherMap);
 }
 
 }  // namespace

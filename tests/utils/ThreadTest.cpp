@@ -1,6 +1,6 @@
 // CThread: the exceptions before anything runs, the state refreshed from exit codes,
-// suspend and resume counts, the watcher's message, a worker that ends itself, and a
-// thousand threads that must leave no handle behind.
+// suspend and resume counts, the watcher's message, a worker that ends itself, several
+// threads on one object, and a thousand threads that must leave no handle behind.
 #include <gtest/gtest.h>
 #include <windows.h>
 
@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "CThread"
-#include "SystemTestSupport.h"
+#include "TestSupport.h"
 #include "std_exception"
 
 namespace {
@@ -18,9 +18,10 @@ namespace {
 using UTILS::CThread;
 
 std::string Record(int line, const std::string& condition) {
-  return "File:  ..\\..\\Include\\CThread; Line Number:  " + std::to_string(line) +
-         "; Exception Name:  UTILS::std_exception; Type:  172; Error Condition:  " + condition;
+  return ::Record("CThread", 172, line, 0, condition);
 }
+const std::string kAlreadySpawned =
+    "The thread has already been spawned.  Cannot execute the command.";
 
 DWORD ExitCode(HANDLE thread) {
   DWORD code = 0;
@@ -29,6 +30,13 @@ DWORD ExitCode(HANDLE thread) {
 }
 
 bool Ends(HANDLE thread) { return WaitForSingleObject(thread, 10000) == WAIT_OBJECT_0; }
+
+HANDLE Duplicate(HANDLE handle) {
+  HANDLE copy = nullptr;
+  DuplicateHandle(GetCurrentProcess(), handle, GetCurrentProcess(), &copy, 0, FALSE,
+                  DUPLICATE_SAME_ACCESS);
+  return copy;
+}
 
 // Events a worker and its owner meet on: the worker sets `started`, then waits for
 // `release`.
@@ -73,21 +81,19 @@ class Inspected : public CThread {
 TEST(Thread, WrongCallsThrowOrAnswerBeforeAnythingRuns) {
   LONG runs = 0;
   CThread thread(CountsAndReturns, &runs), none;
-  EXPECT_EQ("Inavlid Argument Passed - 2; File:  ..\\..\\Include\\CThread; Line:  504",
+  const std::string file = "; File:  ..\\..\\Include\\CThread; Line:  ";
+  EXPECT_EQ("Inavlid Argument Passed - 2" + file + "504",
             Thrown<std::invalid_argument>([&] { thread.CreateThread(2, 0, nullptr); }));
-  EXPECT_EQ("Inavlid Argument Passed - -1; File:  ..\\..\\Include\\CThread; Line:  504",
+  EXPECT_EQ("Inavlid Argument Passed - -1" + file + "504",
             Thrown<std::invalid_argument>([&] { thread.CreateThread(0xFFFFFFFFUL, 0, nullptr); }));
-  EXPECT_EQ(
-      "Command Line Parameter Is Incorrect - Null function pointer; File:  "
-      "..\\..\\Include\\CThread; Line:  507",
-      Thrown<std::invalid_argument>([&] { none.CreateThread(0, 0, nullptr); }));
+  EXPECT_EQ("Command Line Parameter Is Incorrect - Null function pointer" + file + "507",
+            Thrown<std::invalid_argument>([&] { none.CreateThread(0, 0, nullptr); }));
   EXPECT_THROW(CThread(nullptr, nullptr, 1), std::invalid_argument);
   EXPECT_EQ(Record(547, "The thread has not been spawned yet.  Cannot execute the command."),
             Thrown<UTILS::std_exception>([&] { none.CreateSignalThread(); }));
   EXPECT_EQ(UTILS::THREAD_NOT_ACTIVE, thread.GetThreadState());
   EXPECT_EQ(nullptr, thread.GetThreadHandle());
-  EXPECT_EQ(0xFFFFFFFFUL, none.SuspendThread());
-  EXPECT_EQ(0xFFFFFFFFUL, none.ResumeThread());
+  EXPECT_EQ(0xFFFFFFFFUL, none.SuspendThread() & none.ResumeThread());
   none.EndThread();
   none.EndSignalThread();
   EXPECT_EQ(0, none.IsThreadActive() + none.IsThreadSuspended() + runs);
@@ -102,10 +108,7 @@ TEST(Thread, RunsSpawnsAgainAndRefusesWhileRunning) {
     EXPECT_EQ(7u, ExitCode(thread.GetThreadHandle()));
     EXPECT_EQ(0, thread.IsThreadActive());
     EXPECT_EQ(UTILS::THREAD_NOT_ACTIVE, thread.GetThreadState());
-    if (useRuntime)
-      thread.UseWinLib();
-    else
-      thread.UseCRTLib();
+    useRuntime ? thread.UseWinLib() : thread.UseCRTLib();
     ASSERT_EQ(1, thread.CreateThread(0, 0, nullptr));
     ASSERT_TRUE(Ends(thread.GetThreadHandle()));
     EXPECT_EQ(2, runs);
@@ -118,7 +121,7 @@ TEST(Thread, RunsSpawnsAgainAndRefusesWhileRunning) {
   Gate gate;
   CThread thread(WaitsAtTheGate, &gate, 1);
   ASSERT_TRUE(Ends(gate.started));
-  EXPECT_EQ(Record(500, "The thread has already been spawned.  Cannot execute the command."),
+  EXPECT_EQ(Record(500, kAlreadySpawned),
             Thrown<UTILS::std_exception>([&] { thread.CreateThread(0, 0, nullptr); }));
   EXPECT_EQ(0xFFFFFFFFUL, thread.ResumeThread());
   // Priorities are the system's; the "priority class" reading is the thread priority
@@ -158,9 +161,7 @@ TEST(Thread, SuspendAndResumeCountsAndASecondStartWhileSuspended) {
   LONG runs = 0;
   CThread twice(CountsAndReturns, &runs);
   ASSERT_EQ(1, twice.CreateThread(CREATE_SUSPENDED, 0, nullptr));
-  HANDLE first = nullptr;
-  ASSERT_TRUE(DuplicateHandle(GetCurrentProcess(), twice.GetThreadHandle(), GetCurrentProcess(),
-                              &first, 0, FALSE, DUPLICATE_SAME_ACCESS));
+  HANDLE first = Duplicate(twice.GetThreadHandle());
   DWORD firstId = twice.GetThreadID(), handles = ProcessHandleCount();
   ASSERT_EQ(1, twice.CreateThread(0, 0, nullptr));
   EXPECT_EQ(handles, ProcessHandleCount());
@@ -180,7 +181,6 @@ TEST(Thread, WatcherPostsItsMessageOnceWhenTheWorkerEnds) {
   Gate gate;
   Inspected thread(WaitsAtTheGate, &gate);
   thread.SetThreadMsg({GetCurrentThreadId(), kDone, 11, 22});
-  EXPECT_EQ(kDone, thread.GetThreadMsg().uMsg);
   ASSERT_EQ(1, thread.CreateThread(0, 0, nullptr));
   thread.CreateSignalThread();
   EXPECT_EQ(THREAD_PRIORITY_LOWEST, GetThreadPriority(thread.Watcher()));
@@ -213,8 +213,7 @@ TEST(Thread, WatcherPostsItsMessageOnceWhenTheWorkerEnds) {
     doomed.SetThreadMsg({GetCurrentThreadId(), kDone, 0, 0});
     doomed.CreateSignalThread();
     ASSERT_TRUE(Ends(gate.started));
-    DuplicateHandle(GetCurrentProcess(), doomed.GetThreadHandle(), GetCurrentProcess(), &worker, 0,
-                    FALSE, DUPLICATE_SAME_ACCESS);
+    worker = Duplicate(doomed.GetThreadHandle());
   }
   EXPECT_EQ(1u, ExitCode(worker));
   CloseHandle(worker);
@@ -226,9 +225,7 @@ TEST(Thread, WorkerThatEndsItselfWhileAnotherWaits) {
   CThread thread(EndsItself);
   thread.SetThreadParameter(&thread);
   ASSERT_EQ(1, thread.CreateThread(CREATE_SUSPENDED, 0, nullptr));
-  HANDLE watched = nullptr;
-  ASSERT_TRUE(DuplicateHandle(GetCurrentProcess(), thread.GetThreadHandle(), GetCurrentProcess(),
-                              &watched, 0, FALSE, DUPLICATE_SAME_ACCESS));
+  HANDLE watched = Duplicate(thread.GetThreadHandle());
   bool ended = false;
   std::thread waiter([&] { ended = Ends(watched); });
   EXPECT_EQ(1u, thread.ResumeThread());
@@ -281,22 +278,16 @@ TEST(ThreadStress, OneObjectFromSeveralThreads) {
   CThread thread(WaitsAtTheGate, &gate, 1);
   ASSERT_TRUE(Ends(gate.started));
   std::vector<int> wrong(4, 0);
-  std::vector<std::thread> callers;
-  for (int t = 0; t < 4; ++t)
-    callers.emplace_back([&, t] {
-      for (int i = 0; i < 500; ++i) {
-        unsigned long suspended = thread.SuspendThread(), resumed = thread.ResumeThread();
-        wrong[t] += (suspended != 0xFFFFFFFFUL && suspended != 0) +
-                    (resumed != 0xFFFFFFFFUL && resumed != 1);
-        thread.IsThreadActive();
-      }
-    });
-  for (auto& caller : callers) caller.join();
+  RunOnThreads(4, [&](int t) {
+    for (int i = 0; i < 500; ++i) {
+      unsigned long suspended = thread.SuspendThread(), resumed = thread.ResumeThread();
+      wrong[t] +=
+          (suspended != 0xFFFFFFFFUL && suspended != 0) + (resumed != 0xFFFFFFFFUL && resumed != 1);
+      thread.IsThreadActive();
+    }
+  });
   EXPECT_EQ(std::vector<int>(4, 0), wrong);
-  int extra = 0;
-  for (DWORD count; (count = ::ResumeThread(thread.GetThreadHandle())) != 0xFFFFFFFF && count > 1;)
-    ++extra;
-  EXPECT_EQ(0, extra);
+  EXPECT_EQ(0u, ::ResumeThread(thread.GetThreadHandle()));  // no suspension left behind
   EXPECT_EQ(1, thread.IsThreadActive());
   SetEvent(gate.release);
   ASSERT_TRUE(Ends(thread.GetThreadHandle()));

@@ -4,6 +4,7 @@
 # of all of these. Included after WindowsBuild.cmake, so every target exists by now.
 #
 #   bin/                 VKLinkDB.dll, qfpack.dll, the MinGW runtime DLLs, the example
+#                        client, vkrecord.exe and vkdb.exe
 #   lib/                 libVKLinkDB.dll.a (MinGW), VKLinkDB.lib (MSVC format, 32-bit)
 #   lib/cmake/VKLinkDB/  the package: imported target VKLinkDB::VKLinkDB
 #   lib/pkgconfig/       VKLinkDB.pc
@@ -77,8 +78,10 @@ endif()
 ]] strip_code @ONLY)
 install(CODE "${strip_code}")
 
-# Example and tool programs; the test programs stay in the build tree.
-foreach(program example_client)
+# Example and tool programs: the example client, vkrecord (records what an installation
+# leaves, plans its removal) and vkdb (inspects a store). The test programs, the
+# release-named copies of vkrecord and the example packages stay in the build tree.
+foreach(program example_client vkrecord vkdb)
   if(TARGET ${program})
     install(TARGETS ${program} RUNTIME DESTINATION bin)
   endif()

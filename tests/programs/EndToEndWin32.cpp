@@ -190,7 +190,11 @@ class EndToEnd : public ::testing::Test {
   void SetUp() override {
     char temp[MAX_PATH];
     GetTempPathA(sizeof temp, temp);
-    m_Scratch = std::string(temp) + "VKRecordTests." + std::to_string(GetCurrentProcessId());
+    // A folder for each test: Windows Installer's helper processes inherit the handles of
+    // the output files kept here and may outlive a test by a while, so that its folder
+    // cannot always be removed at once.
+    m_Scratch = std::string(temp) + "VKRecordTests." + std::to_string(GetCurrentProcessId()) + "." +
+                ::testing::UnitTest::GetInstance()->current_test_info()->name();
     RemoveTree(m_Scratch);
     ASSERT_TRUE(CreateDirectoryA(m_Scratch.c_str(), nullptr));
     m_Key = "Software\\VKRecordTests\\" + std::to_string(GetCurrentProcessId());

@@ -11,16 +11,21 @@
 #   4. removes it with msiexec /x and shows what is left with `vkrecord scan`, the plan
 #      of what is left, and `vkdb check` on both stores.
 # The store folders stay in build/<tree>/example-store and example-rescan.
+#   tools/run-example.sh [win32|win64]   (a flavour by name instead of the one probed)
 set -euo pipefail
 cd "$(dirname "$0")/.."
 bash tools/install-deps.sh
-if probe=$(bash tools/probe-win32.sh); then
-  tree=win32 arch=x86
+if [ "${1:-}" = win32 ] || [ "${1:-}" = win64 ]; then
+  tree=$1  # a flavour asked for by name
+elif probe=$(bash tools/probe-win32.sh); then
+  tree=win32
   echo "== $probe Running the example in the 32-bit flavour."
 else
-  tree=win64 arch=x64
+  tree=win64
   echo "== $probe Running the example in the 64-bit flavour."
 fi
+arch=x86
+[ "$tree" = win64 ] && arch=x64
 bash tools/build.sh "$tree" vkrecord vkdb vkexample_one vkexample_two >/dev/null
 began=$(date +%s)
 build=build/$tree

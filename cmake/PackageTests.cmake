@@ -14,7 +14,7 @@ set_tests_properties(package_stage PROPERTIES FIXTURES_SETUP package TIMEOUT 300
 set(expected bin/VKLinkDB.dll lib/libVKLinkDB.dll.a include/VKLinkDB.h include/VKLinkDBVersion.h
              lib/cmake/VKLinkDB/VKLinkDBConfig.cmake lib/cmake/VKLinkDB/VKLinkDBConfigVersion.cmake
              lib/cmake/VKLinkDB/VKLinkDBTargets.cmake lib/pkgconfig/VKLinkDB.pc README.txt
-             bin/example_client.exe bin/vkrecord.exe bin/vkdb.exe)
+             bin/example_client.exe bin/vkrecord.exe bin/vkdb.exe share/doc/VKLinkDB/programs.md)
 foreach(name ${VKL_BESIDE_DLL_NAMES})
   list(APPEND expected bin/${name})
 endforeach()

@@ -90,6 +90,7 @@ endforeach()
 install(FILES ${CMAKE_SOURCE_DIR}/docs/linkdb-api.md ${CMAKE_SOURCE_DIR}/docs/msvc-clients.md
               ${CMAKE_SOURCE_DIR}/docs/store-format.md ${CMAKE_SOURCE_DIR}/docs/system-utils.md
               ${CMAKE_SOURCE_DIR}/docs/paths-and-files.md ${CMAKE_SOURCE_DIR}/docs/protected-lists.md
+              ${CMAKE_SOURCE_DIR}/docs/programs.md
         DESTINATION share/doc/VKLinkDB)
 # The protected lists embedded in the DLL are derived from Wine and distributed under
 # its licence (LGPL 2.1 or later): their texts, the form in which they are edited, and

@@ -48,8 +48,7 @@ FollowupCounts FollowReferences(Recorder& recorder, SystemProbe& probe, const st
     } else if (thing.kind == Kind::kValue) {
       // The SharedDLLs counts name their file by the value's name; most others by its data.
       std::string named = FileNamedBy(thing.name, isFile);
-      std::string text;
-      if (named.empty() && probe.ValueText(thing.path, thing.name, &text)) named = FileNamedBy(text, isFile);
+      if (named.empty() && !thing.text.empty()) named = FileNamedBy(thing.text, isFile);
       if (!named.empty() && uses(named)) ++counts.named;
     }
   }

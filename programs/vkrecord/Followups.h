@@ -1,7 +1,8 @@
 // Followups.h - what the recorder learns from the things an application brought or
 // changed, once they are recorded: the DLLs each program or DLL imports (as name-only
 // objects, and the file each name resolves to, which the application uses), the
-// targets of its shortcuts, and the files its registry values name. The questions to
+// targets of its shortcuts, and the files its registry values name (from the texts the
+// snapshot kept: reading every value again would cost a registry round trip each). The questions to
 // the system go through SystemProbe, so that the logic runs natively in the tests.
 #ifndef VKRECORD_FOLLOWUPS_H
 #define VKRECORD_FOLLOWUPS_H
@@ -23,8 +24,6 @@ class SystemProbe {
   virtual PeImports Imports(const std::string& path) = 0;
   // The file a shortcut starts; "" when it cannot be resolved.
   virtual std::string ShortcutTarget(const std::string& link) = 0;
-  // The text of a string value (REG_SZ, REG_EXPAND_SZ expanded); false for other types.
-  virtual bool ValueText(const std::string& key, const std::string& name, std::string* text) = 0;
   // Where a DLL imported by a file in `folder` is looked for, in order, as the database's
   // name-only resolution does: the folder, the system folder, on the NT line
   // <windows>\SYSTEM, the Windows folder.
@@ -37,6 +36,7 @@ struct Recorded {
   std::string path;  // a file's path; a value's key
   std::string name;  // a value's name
   CVKUObject* object;
+  std::string text;  // a value's text, as the snapshot kept it (SnapshotEntry::text)
 };
 
 struct FollowupCounts {

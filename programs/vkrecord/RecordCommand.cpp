@@ -27,7 +27,7 @@ Recording RecordEntries(Recorder& recorder, const std::vector<const SnapshotEntr
       const bool carriesData = e->kind == Kind::kFile || e->kind == Kind::kValue;
       CVKUObject* object = recorder.Record(EntryComponents(*e), e->kind, pass == 0 ? kLinkOwns : kLinkChanged,
                                            carriesData ? &e->data : nullptr);
-      if (object && carriesData) recording.things.push_back(Recorded{e->kind, e->path, e->name, object});
+      if (object && carriesData) recording.things.push_back(Recorded{e->kind, e->path, e->name, object, e->text});
     }
   }
   Win32Probe probe;

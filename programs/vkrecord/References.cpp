@@ -41,4 +41,11 @@ std::string FileNamedBy(const std::string& given, const std::function<bool(const
   return "";
 }
 
+bool MayNameFile(const std::string& given) {
+  size_t at = given.find_first_not_of(" \t");
+  if (at == std::string::npos) return false;
+  std::string text = given.substr(at);
+  return text[0] == '"' || IsFullPath(text);
+}
+
 }  // namespace vkp

@@ -16,6 +16,10 @@ namespace vkp {
 // or "\\server\..."); `isFile` says whether a path is an existing file.
 std::string FileNamedBy(const std::string& text, const std::function<bool(const std::string&)>& isFile);
 
+// Whether FileNamedBy could find a file in `text` at all: it starts (after blanks) with
+// a quote, a drive ("X:\") or two backslashes. The snapshot keeps only such texts.
+bool MayNameFile(const std::string& text);
+
 }  // namespace vkp
 
 #endif

@@ -19,6 +19,8 @@ struct SnapshotEntry {
   std::string path;         // the full path; for a value, its key's path
   std::string name;         // a value's name ("" for the unnamed value)
   RecordData data;          // files: size, time, attributes; values: type, size, hash
+  std::string text;         // a string value's text (REG_EXPAND_SZ expanded) when it may
+                            // name a file (MayNameFile), else ""
 };
 
 class Snapshot {

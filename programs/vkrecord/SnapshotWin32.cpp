@@ -5,6 +5,7 @@
 #include <windows.h>
 
 #include "CUtilsPath"
+#include "References.h"
 #include "Text.h"
 #include "UtilsRegistry"
 
@@ -161,6 +162,17 @@ void ReadValues(HKEY key, const std::string& path, Snapshot* snapshot, Progress*
     entry.data.a = Fnv1a64(data.data(), dataSize);
     entry.data.b = dataSize;
     entry.data.c = type;
+    entry.text.clear();
+    if ((type == REG_SZ || type == REG_EXPAND_SZ) && dataSize > 0) {
+      std::string text(reinterpret_cast<const char*>(data.data()), dataSize);
+      text.resize(strnlen(text.c_str(), text.size()));
+      if (type == REG_EXPAND_SZ && text.find('%') != std::string::npos) {
+        char expanded[4096];
+        DWORD n = ExpandEnvironmentStringsA(text.c_str(), expanded, sizeof expanded);
+        if (n > 0 && n <= sizeof expanded) text = expanded;
+      }
+      if (MayNameFile(text)) entry.text = text;
+    }
     snapshot->Add(entry);
     progress->Add(Kind::kValue);
     ++i;

@@ -17,7 +17,8 @@ class Win32Probe : public SystemProbe {
   std::string ExistingFile(const std::string& path) override;
   PeImports Imports(const std::string& path) override;
   std::string ShortcutTarget(const std::string& link) override;
-  bool ValueText(const std::string& key, const std::string& name, std::string* text) override;
+  // The text of a string value (REG_SZ, REG_EXPAND_SZ expanded); false for other types.
+  bool ValueText(const std::string& key, const std::string& name, std::string* text);
   std::vector<std::string> ImportFolders(const std::string& folder) override;
 };
 

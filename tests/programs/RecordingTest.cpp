@@ -205,7 +205,7 @@ class FakeSystem : public SystemProbe {
  public:
   std::set<std::string> files;
   std::map<std::string, std::vector<std::string>> imports;
-  std::map<std::string, std::string> links, values;
+  std::map<std::string, std::string> links;
   std::string ExistingFile(const std::string& p) override { return files.count(Upper(p)) ? p : ""; }
   PeImports Imports(const std::string& p) override {
     PeImports r;
@@ -213,11 +213,6 @@ class FakeSystem : public SystemProbe {
     return r;
   }
   std::string ShortcutTarget(const std::string& l) override { return links.count(l) ? links[l] : ""; }
-  bool ValueText(const std::string& k, const std::string& n, std::string* t) override {
-    if (!values.count(k + "|" + n)) return false;
-    *t = values[k + "|" + n];
-    return true;
-  }
   std::vector<std::string> ImportFolders(const std::string& f) override { return {f, "C:\\W\\system32", "C:\\W"}; }
 };
 
@@ -227,15 +222,15 @@ TEST_F(Store, FollowUpsLinkImportsShortcutsAndNamedFiles) {
                "C:\\COMMON\\SHARED.DLL"};
   sys.imports["C:\\App\\a.exe"] = {"KERNEL32.dll", "private.dll", "missing.dll"};
   sys.links["C:\\Menu\\a.lnk"] = "C:\\W\\notepad.exe";
-  sys.values["HKLM\\S|Path"] = "\"C:\\Common\\shared.dll\" /register";
   Recorder* r = Record("App", {"C:\\App\\a.exe", "C:\\App\\private.dll", "C:\\Menu\\a.lnk", "HKLM\\S|Path",
                                "HKLM\\S|C:\\W\\notepad.exe"});
   std::vector<Recorded> things;
   StoreTree& tree = r->Tree();
-  things.push_back({Kind::kFile, "C:\\App\\a.exe", "", tree.Find({"C:", "App", "a.exe"}, Kind::kFile)});
-  things.push_back({Kind::kFile, "C:\\Menu\\a.lnk", "", tree.Find({"C:", "Menu", "a.lnk"}, Kind::kFile)});
-  things.push_back({Kind::kValue, "HKLM\\S", "Path", tree.Find({"HKLM", "S", "Path"}, Kind::kValue)});
-  things.push_back({Kind::kValue, "HKLM\\S", "C:\\W\\notepad.exe", nullptr});
+  things.push_back({Kind::kFile, "C:\\App\\a.exe", "", tree.Find({"C:", "App", "a.exe"}, Kind::kFile), ""});
+  things.push_back({Kind::kFile, "C:\\Menu\\a.lnk", "", tree.Find({"C:", "Menu", "a.lnk"}, Kind::kFile), ""});
+  things.push_back({Kind::kValue, "HKLM\\S", "Path", tree.Find({"HKLM", "S", "Path"}, Kind::kValue),
+                    "\"C:\\Common\\shared.dll\" /register"});
+  things.push_back({Kind::kValue, "HKLM\\S", "C:\\W\\notepad.exe", nullptr, ""});
   FollowupCounts c = FollowReferences(*r, sys, things);
   EXPECT_EQ(1u, c.programs);
   EXPECT_EQ(2u, c.resolved);  // kernel32 in the system folder, private.dll beside the program (owned: no "uses")
@@ -261,6 +256,8 @@ TEST_F(Store, FollowUpsLinkImportsShortcutsAndNamedFiles) {
   EXPECT_EQ("C:\\W\\notepad.exe", FileNamedBy("C:\\W\\notepad.exe -s", isFile));
   EXPECT_EQ("", FileNamedBy("notepad.exe", isFile));
   EXPECT_EQ("", FileNamedBy("\"C:\\W\\notepad.exe", isFile));
+  for (const char* text : {" \"x\"", "C:\\x", "\\\\server\\x", "\tD:\\"}) EXPECT_TRUE(MayNameFile(text)) << text;
+  for (const char* text : {"", "  ", "x.dll", "C:x", "1:\\x", "\\x", "%SystemRoot%\\x"}) EXPECT_FALSE(MayNameFile(text)) << text;
 }
 
 TEST(Arguments, EachCommandTakesItsOwnOptions) {

@@ -17,7 +17,9 @@ for seed in "$corpus"/*; do
   n=$(( (b0 | (b1 << 8)) % (size - 1) ))
   dir=$scratch/$(basename "$seed")
   mkdir "$dir"
-  { printf "$header"; tail -c +3 "$seed" | head -c "$n"; } >"$dir/obj.dat"
+  # head reads the file itself, and tail reads all head gives: no writer is cut off
+  # (a SIGPIPE would fail the pipeline).
+  { printf "$header"; head -c $((n + 2)) "$seed" | tail -c +3; } >"$dir/obj.dat"
   { printf "$header"; tail -c +$((3 + n)) "$seed"; } >"$dir/link.dat"
   folders+=("$dir")
 done

@@ -1,7 +1,8 @@
 # Tests of what is shipped, in each Windows tree: a fresh install tree and archive are
 # made from the build (package_stage), the archive must hold exactly the install tree,
-# a separate project finds the installed package and runs under Wine, and in the
-# 32-bit tree a client compiled as MSVC code runs against the installed DLL.
+# the installed vkrecord and vkdb run, a separate project finds the installed package
+# and runs under Wine, and in the 32-bit tree a client compiled as MSVC code runs
+# against the installed DLL.
 set(VKL_STAGE ${VKL_PACKAGE_DIR}/stage)
 set(VKL_ARCHIVE_NAME VKLinkDB-${PROJECT_VERSION}-${VKL_FLAVOUR})
 
@@ -13,7 +14,7 @@ set_tests_properties(package_stage PROPERTIES FIXTURES_SETUP package TIMEOUT 300
 set(expected bin/VKLinkDB.dll lib/libVKLinkDB.dll.a include/VKLinkDB.h include/VKLinkDBVersion.h
              lib/cmake/VKLinkDB/VKLinkDBConfig.cmake lib/cmake/VKLinkDB/VKLinkDBConfigVersion.cmake
              lib/cmake/VKLinkDB/VKLinkDBTargets.cmake lib/pkgconfig/VKLinkDB.pc README.txt
-             bin/example_client.exe)
+             bin/example_client.exe bin/vkrecord.exe bin/vkdb.exe share/doc/VKLinkDB/programs.md)
 foreach(name ${VKL_BESIDE_DLL_NAMES})
   list(APPEND expected bin/${name})
 endforeach()
@@ -26,6 +27,12 @@ add_test(NAME package_archive
           -DTOP=${VKL_ARCHIVE_NAME} -DWORK=${VKL_STAGE}/unzipped -DHEADERS=${CMAKE_SOURCE_DIR}/Include
           -DEXPECTED=${expected} -P ${CMAKE_SOURCE_DIR}/tests/package/CheckArchive.cmake)
 set_tests_properties(package_archive PROPERTIES FIXTURES_REQUIRED package)
+
+# vkrecord and vkdb as installed: they run from bin/ with what the install put beside them.
+add_test(NAME package_programs
+  COMMAND sh ${CMAKE_SOURCE_DIR}/tests/package/programs.sh ${VKL_STAGE}/install ${VKL_STAGE}/programs
+          ${CMAKE_BINARY_DIR}/wine-run.sh)
+set_tests_properties(package_programs PROPERTIES FIXTURES_REQUIRED "package;wine" TIMEOUT 300)
 
 # The consumer is configured with this tree's toolchain against the install tree only
 # (the package's own folder, so that the toolchain's search root does not hide it), and

@@ -4,6 +4,7 @@
 # of all of these. Included after WindowsBuild.cmake, so every target exists by now.
 #
 #   bin/                 VKLinkDB.dll, qfpack.dll, the MinGW runtime DLLs, the example
+#                        client, vkrecord.exe and vkdb.exe
 #   lib/                 libVKLinkDB.dll.a (MinGW), VKLinkDB.lib (MSVC format, 32-bit)
 #   lib/cmake/VKLinkDB/  the package: imported target VKLinkDB::VKLinkDB
 #   lib/pkgconfig/       VKLinkDB.pc
@@ -77,8 +78,10 @@ endif()
 ]] strip_code @ONLY)
 install(CODE "${strip_code}")
 
-# Example and tool programs; the test programs stay in the build tree.
-foreach(program example_client)
+# Example and tool programs: the example client, vkrecord (records what an installation
+# leaves, plans its removal) and vkdb (inspects a store). The test programs, the
+# release-named copies of vkrecord and the example packages stay in the build tree.
+foreach(program example_client vkrecord vkdb)
   if(TARGET ${program})
     install(TARGETS ${program} RUNTIME DESTINATION bin)
   endif()
@@ -87,6 +90,7 @@ endforeach()
 install(FILES ${CMAKE_SOURCE_DIR}/docs/linkdb-api.md ${CMAKE_SOURCE_DIR}/docs/msvc-clients.md
               ${CMAKE_SOURCE_DIR}/docs/store-format.md ${CMAKE_SOURCE_DIR}/docs/system-utils.md
               ${CMAKE_SOURCE_DIR}/docs/paths-and-files.md ${CMAKE_SOURCE_DIR}/docs/protected-lists.md
+              ${CMAKE_SOURCE_DIR}/docs/programs.md
         DESTINATION share/doc/VKLinkDB)
 # The protected lists embedded in the DLL are derived from Wine and distributed under
 # its licence (LGPL 2.1 or later): their texts, the form in which they are edited, and

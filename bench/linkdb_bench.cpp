@@ -12,6 +12,7 @@
 #include <random>
 #include <string>
 #include <vector>
+#include "BenchClock.h"
 #include "VKLinkDB.h"
 #ifdef _WIN32
 #include <windows.h>
@@ -24,26 +25,9 @@ namespace {
 
 const int kDirs = 1000, kFilesPerDir = 99, kApps = 200, kDepsPerApp = 1000, kLookups = 100000;
 
-double Now() {
-  using namespace std::chrono;
-  return duration<double>(steady_clock::now().time_since_epoch()).count();
-}
+using bench::Now;
 
-double ResidentMiB() {
-#ifdef _WIN32
-  PROCESS_MEMORY_COUNTERS pmc;
-  if (!GetProcessMemoryInfo(GetCurrentProcess(), &pmc, sizeof(pmc))) return 0;
-  return pmc.WorkingSetSize / 1048576.0;
-#else
-  FILE* f = fopen("/proc/self/statm", "r");
-  long pages = 0, resident = 0;
-  if (f) {
-    if (fscanf(f, "%ld %ld", &pages, &resident) != 2) resident = 0;
-    fclose(f);
-  }
-  return resident * (sysconf(_SC_PAGESIZE) / 1048576.0);
-#endif
-}
+using bench::ResidentMiB;
 
 long FileSize(const std::string& path) {
   FILE* f = fopen(path.c_str(), "rb");

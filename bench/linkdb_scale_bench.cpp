@@ -29,6 +29,7 @@
 #include <unordered_map>
 #include <unordered_set>
 #include <vector>
+#include "BenchClock.h"
 #include "VKLinkDB.h"
 #ifdef _WIN32
 #include <windows.h>
@@ -46,26 +47,9 @@ const int kSubs = 10, kFiles = 99, kDepsPerApp = 1000;
 const unsigned long kDrive = 1, kFolder = 4, kApp = 2, kUses = 0x10, kParent = 1;
 const double kRowSeconds = 1.0;  // each timed row runs this long (or until its count is done)
 
-double Now() {
-  using namespace std::chrono;
-  return duration<double>(steady_clock::now().time_since_epoch()).count();
-}
+using bench::Now;
 
-double ResidentMiB() {
-#ifdef _WIN32
-  PROCESS_MEMORY_COUNTERS pmc;
-  if (!GetProcessMemoryInfo(GetCurrentProcess(), &pmc, sizeof(pmc))) return 0;
-  return pmc.WorkingSetSize / 1048576.0;
-#else
-  FILE* f = fopen("/proc/self/statm", "r");
-  long pages = 0, resident = 0;
-  if (f) {
-    if (fscanf(f, "%ld %ld", &pages, &resident) != 2) resident = 0;
-    fclose(f);
-  }
-  return resident * (sysconf(_SC_PAGESIZE) / 1048576.0);
-#endif
-}
+using bench::ResidentMiB;
 
 char* S(const std::string& s) { return const_cast<char*>(s.c_str()); }
 

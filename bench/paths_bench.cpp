@@ -19,6 +19,7 @@
 #include <string>
 #include <vector>
 
+#include "BenchClock.h"
 #include "CUtilsPath"
 #include "PathText.h"
 #include "diskio"
@@ -32,26 +33,11 @@ using UTILS::UtilsString;
 const int kPaths = 100000;
 const int kRounds = 3;
 
-double Now() {
-  static LARGE_INTEGER frequency = [] {
-    LARGE_INTEGER f;
-    QueryPerformanceFrequency(&f);
-    return f;
-  }();
-  LARGE_INTEGER counter;
-  QueryPerformanceCounter(&counter);
-  return static_cast<double>(counter.QuadPart) / static_cast<double>(frequency.QuadPart);
-}
+using bench::Now;
 
 template <class F>
 double Best(F run) {
-  double best = 1e30;
-  for (int round = 0; round < kRounds; ++round) {
-    double start = Now();
-    run();
-    best = std::min(best, Now() - start);
-  }
-  return best;
+  return bench::Best(run, kRounds);
 }
 
 void Report(const char* what, double ours, double plain) {

@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "BenchClock.h"
 #include "UtilsRegistry"
 
 namespace {
@@ -23,16 +24,7 @@ using UTILS::UtilsString;
 const unsigned long kValues = 10000;
 const int kRounds = 5;
 
-double Now() {
-  static LARGE_INTEGER frequency = [] {
-    LARGE_INTEGER f;
-    QueryPerformanceFrequency(&f);
-    return f;
-  }();
-  LARGE_INTEGER counter;
-  QueryPerformanceCounter(&counter);
-  return static_cast<double>(counter.QuadPart) / static_cast<double>(frequency.QuadPart);
-}
+using bench::Now;
 
 LONG DeleteTree(HKEY parent, const std::string& name) {
   HKEY key = nullptr;

@@ -9,21 +9,13 @@
 #include <string>
 #include <vector>
 
+#include "BenchClock.h"
 #include "UtilsString"
 #include "UtilsStringList"
 
 namespace {
 
-double Now() {
-  static LARGE_INTEGER frequency = [] {
-    LARGE_INTEGER f;
-    QueryPerformanceFrequency(&f);
-    return f;
-  }();
-  LARGE_INTEGER counter;
-  QueryPerformanceCounter(&counter);
-  return static_cast<double>(counter.QuadPart) / static_cast<double>(frequency.QuadPart);
-}
+using bench::Now;
 
 void Report(const char* what, double seconds, unsigned long operations) {
   std::printf("%-48s %10.3f ms total  %12.3f us/op  (%lu ops)\n", what, seconds * 1e3,

@@ -18,6 +18,7 @@
 #include <string>
 #include <vector>
 
+#include "BenchClock.h"
 #include "CUtilsPath"
 
 namespace {
@@ -28,26 +29,11 @@ namespace fs = std::filesystem;
 
 const int kTopFolders = 40, kSubFolders = 49, kFilesPerFolder = 10, kLinks = 1000, kRounds = 3;
 
-double Now() {
-  static LARGE_INTEGER frequency = [] {
-    LARGE_INTEGER f;
-    QueryPerformanceFrequency(&f);
-    return f;
-  }();
-  LARGE_INTEGER counter;
-  QueryPerformanceCounter(&counter);
-  return static_cast<double>(counter.QuadPart) / static_cast<double>(frequency.QuadPart);
-}
+using bench::Now;
 
 template <class F>
 double Time(F run, int rounds = kRounds) {
-  double best = 1e30;
-  for (int round = 0; round < rounds; ++round) {
-    double start = Now();
-    run();
-    best = std::min(best, Now() - start);
-  }
-  return best;
+  return bench::Best(run, rounds);
 }
 
 void Report(const char* what, double ours, double plain) {

@@ -3,7 +3,7 @@
 
 using Peer = DatabaseTestPeer;
 
-TEST_F(DbTest, PersistentLinksAreMadeOncePerType) {
+TEST_F(DbTest, PersistentLinksAreMadeOncePerTypeAndFoundBySource) {
   CVKUObject* a = Add("A", 4);
   CVKUObject* b = Add("B", 4);
   CVKUObject* v = Add("V", 4, 0);
@@ -19,6 +19,13 @@ TEST_F(DbTest, PersistentLinksAreMadeOncePerType) {
   CVKUObject empty;
   EXPECT_EQ(0, a->LinkTo(&empty, 3, 0, 0, nullptr));
   EXPECT_EQ(0, empty.LinkTo(a, 3, 0, 0, nullptr));
+  // DoesObjectLinkTo looks at the incoming links, by source name (any case) and type.
+  CVKUObject* app = Add("Setup.EXE", 0x2000);
+  ASSERT_EQ(1, app->LinkTo(b, 0, 0, 0, nullptr));
+  EXPECT_EQ(1, b->DoesObjectLinkTo(const_cast<char*>("SETUP.exe"), 0x2000));
+  EXPECT_EQ(0, b->DoesObjectLinkTo(const_cast<char*>("SETUP.exe"), 0x4));
+  EXPECT_EQ(0, b->DoesObjectLinkTo(const_cast<char*>("OTHER.EXE"), 0xFFFFFFFF));
+  EXPECT_EQ(0, app->DoesObjectLinkTo(const_cast<char*>("B"), 0xFFFFFFFF));  // incoming only
 }
 
 TEST_F(DbTest, LinkArraysMoveToTheHeapFromTheThirdEntryAndKeepTheirOrder) {
@@ -118,14 +125,4 @@ TEST_F(DbTest, EnumerationFiltersByTypeMaskAndFollowsTheLiveArray) {
   target->Release();
   link->Release();
   a->FindCloseLinkFrom(find);
-}
-
-TEST_F(DbTest, DoesObjectLinkToMatchesSourceNameAndTypeMask) {
-  CVKUObject* app = Add("Setup.EXE", 0x2000);
-  CVKUObject* file = Add("F", 4);
-  ASSERT_EQ(1, app->LinkTo(file, 0, 0, 0, nullptr));
-  EXPECT_EQ(1, file->DoesObjectLinkTo(const_cast<char*>("SETUP.exe"), 0x2000));
-  EXPECT_EQ(0, file->DoesObjectLinkTo(const_cast<char*>("SETUP.exe"), 0x4));
-  EXPECT_EQ(0, file->DoesObjectLinkTo(const_cast<char*>("OTHER.EXE"), 0xFFFFFFFF));
-  EXPECT_EQ(0, app->DoesObjectLinkTo(const_cast<char*>("F"), 0xFFFFFFFF));  // incoming only
 }

@@ -61,7 +61,9 @@ TEST_F(DbTest, StoreFilesAreWrittenByteForByte) {
   EXPECT_EQ(obj, ReadFile("obj.dat"));
 }
 
-TEST_F(DbTest, ReloadKeepsIdsNamesDataAndLinks) {
+// What a reload keeps; objects without a saved link are not kept, and the ids of
+// objects that were not saved are handed out again.
+TEST_F(DbTest, ReloadKeepsIdsNamesDataAndLinksOfLinkedObjectsOnly) {
   CVKUObject* drive = Add("C:", 1);
   CVKUObject* dir = Add("WINDOWS", 4);
   unsigned char data[24];
@@ -71,10 +73,11 @@ TEST_F(DbTest, ReloadKeepsIdsNamesDataAndLinks) {
   Parent(drive, dir);
   Parent(dir, file);
   ASSERT_EQ(1, file->LinkTo(dir, 0x100, 0, 0, nullptr));
+  ASSERT_EQ(1, Add("LONE", 4)->LinkTo(Add("V", 4, 0), 3, 0, 0, nullptr));  // ids 5 and 6
   Reopen();
-
   EXPECT_EQ(4u, Peer::LastObjectID(db_));
   EXPECT_EQ(3u, Peer::LastLinkID(db_));
+  EXPECT_EQ(nullptr, Peer::LookupObject(db_, 5));
   CVKUObject* again = Find("c:\\windows\\notepad.exe");
   ASSERT_NE(nullptr, again);
   EXPECT_EQ(4u, again->GetUniqueID());
@@ -83,23 +86,8 @@ TEST_F(DbTest, ReloadKeepsIdsNamesDataAndLinks) {
   ASSERT_EQ(1, again->GetFileData(&fd));
   EXPECT_EQ(0, memcmp(fd.abData, data, 24));
   EXPECT_EQ("C:\\WINDOWS\\NOTEPAD.EXE", FullPath(again));
-  // The next id continues after the highest one loaded.
-  EXPECT_EQ(5u, Add("X", 4)->GetUniqueID());
-  // The root was unlinked, so it was not written.
-  EXPECT_EQ(nullptr, db_->GetRootObject());
-}
-
-TEST_F(DbTest, ObjectsWithoutSavedLinksAreNotKept) {
-  Parent(Add("A", 4), Add("B", 4));
-  CVKUObject* lone = Add("LONE", 4);
-  ASSERT_EQ(1, lone->LinkTo(Add("V", 4, 0), 3, 0, 0, nullptr));
-  unsigned long loneId = lone->GetUniqueID();
-  Reopen();
-  EXPECT_EQ(nullptr, Peer::LookupObject(db_, loneId));
-  EXPECT_NE(nullptr, Peer::LookupObject(db_, 2));
-  EXPECT_NE(nullptr, Peer::LookupObject(db_, 3));
-  // Ids of objects that were not saved are handed out again.
-  EXPECT_EQ(4u, Add("N", 4)->GetUniqueID());
+  EXPECT_EQ(5u, Add("X", 4)->GetUniqueID());  // after the highest id loaded
+  EXPECT_EQ(nullptr, db_->GetRootObject());  // the root was unlinked, so not written
 }
 
 // Nothing is written for a database of the root alone, or when the save flag is off.

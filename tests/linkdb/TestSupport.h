@@ -12,7 +12,6 @@
 #include "VKLinkDB.h"
 
 struct DatabaseTestPeer {
-  static void* DoMalloc(CVKUDatabase* db, unsigned long n) { return db->DoMalloc(n); }
   static int ObjectInUse(CVKUDatabase* db, unsigned long id) { return db->ObjectInUse(id); }
   static int LinkInUse(CVKUDatabase* db, unsigned long id) { return db->LinkInUse(id); }
   static DBObject* LookupObject(CVKUDatabase* db, unsigned long id) { return db->LookupObject(id); }

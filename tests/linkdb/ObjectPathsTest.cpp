@@ -109,7 +109,9 @@ TEST_F(DbTest, CorrectPathCheckUsesTheShortFormForTopsOfTrees) {
   };
   for (Case& k : cases) {
     EXPECT_EQ(k.correct, Peer::HasCorrectPath(db_, Peer::Record(k.o), k.path)) << k.path;
-    if (k.after) EXPECT_STREQ(k.after, k.path);
+    if (k.after) {
+      EXPECT_STREQ(k.after, k.path);
+    }
   }
 }
 

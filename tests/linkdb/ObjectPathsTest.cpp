@@ -4,7 +4,6 @@
 #endif
 #include "TestSupport.h"
 
-using Peer = DatabaseTestPeer;
 
 TEST_F(DbTest, FullPathsFollowParentLinksOnlyAndFitTheBuffer) {
   CVKUObject* drive = Add("C:", 1);
@@ -89,30 +88,6 @@ TEST_F(DbTest, LookupByPathIgnoresCaseAndChecksTheParentChain) {
     EXPECT_EQ(k.expected ? k.expected->GetUniqueID() : 0, found ? found->GetUniqueID() : 0) << k.path;
   }
   EXPECT_EQ(nullptr, db_->GetObjectByPath(nullptr));
-}
-
-TEST_F(DbTest, CorrectPathCheckUsesTheShortFormForTopsOfTrees) {
-  CVKUObject* key = Add("SOFTWARE", 16);
-  CVKUObject* dir = Add("DOS", 4);
-  Parent(Add("HKLM", 8), key);
-  Parent(Add("C:", 1), dir);
-  struct Case {
-    CVKUObject* o;
-    char path[32];
-    int correct;
-    const char* after;
-  } cases[] = {
-      {dir, "C:\\", 1, "C:"},             // under 4 characters: the short form; the separator goes
-      {key, "hklm", 1, "hklm"},            // a type-16 object and no separator: the short form
-      {key, "HKLM\\", 0, nullptr},         // a separator: the long form, last component empty
-      {key, "HKCU", 0, nullptr},
-  };
-  for (Case& k : cases) {
-    EXPECT_EQ(k.correct, Peer::HasCorrectPath(db_, Peer::Record(k.o), k.path)) << k.path;
-    if (k.after) {
-      EXPECT_STREQ(k.after, k.path);
-    }
-  }
 }
 
 TEST_F(DbTest, ResolveLooksInTheGivenThenTheSystemDirectories) {

@@ -23,7 +23,6 @@ struct DatabaseTestPeer {
   static uint32_t LastObjectID(CVKUDatabase* db) { return db->m_dwLastObjectID; }
   static uint32_t LastLinkID(CVKUDatabase* db) { return db->m_dwLastLinkID; }
   static DBObject* FirstObject(CVKUDatabase* db) { return db->m_pObjects; }
-  static int HasCorrectPath(CVKUDatabase* db, DBObject* o, char* path) { return db->DoesObjectHaveCorrectPath(o, path); }
   // Lookups with the name directory switched off walk the name buckets.
   static void* SwapNameDirectory(CVKUDatabase* db, void* d) {
     void* old = db->m_pNameDirectory;

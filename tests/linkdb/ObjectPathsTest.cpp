@@ -4,7 +4,6 @@
 #endif
 #include "TestSupport.h"
 
-
 TEST_F(DbTest, FullPathsFollowParentLinksOnlyAndFitTheBuffer) {
   CVKUObject* drive = Add("C:", 1);
   CVKUObject* windows = Add("WINDOWS", 4);

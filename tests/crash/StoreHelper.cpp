@@ -16,14 +16,13 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <chrono>
 #include <string>
 #include <thread>
 #include "CrashStore.h"
 #include "VKLinkDB.h"
 #ifdef _WIN32
 #include <windows.h>
-#else
-#include <unistd.h>
 #endif
 
 using crash::S;
@@ -35,14 +34,6 @@ unsigned long LastError() {
   return GetLastError();
 #else
   return static_cast<unsigned long>(errno);
-#endif
-}
-
-void Pause(unsigned ms) {
-#ifdef _WIN32
-  Sleep(ms);
-#else
-  usleep(ms * 1000);
 #endif
 }
 
@@ -127,7 +118,7 @@ int Hold(const std::string& dir, const std::string& ready) {
   FILE* f = fopen(ready.c_str(), "w");
   if (!f) return 2;
   fclose(f);
-  for (int i = 0; i < 1200; ++i) Pause(100);  // killed long before
+  for (int i = 0; i < 1200; ++i) std::this_thread::sleep_for(std::chrono::milliseconds(100));  // killed long before
   db->Release();
   return 0;
 }
@@ -141,7 +132,7 @@ int ExitBusy(const std::string& dir) {
   std::thread([db, folder] {
     for (unsigned long i = 0;; ++i) Child(db, folder, "F" + std::to_string(i))->Release();
   }).detach();
-  Pause(300);
+  std::this_thread::sleep_for(std::chrono::milliseconds(300));
   return 0;  // the process ends with the other thread inside the library
 }
 

@@ -4,6 +4,7 @@
 // found by path and by name, full paths, query results, enumerations, deletions, the
 // store's bytes after each flush. The two records must be equal.
 #include <string.h>
+#include <fstream>
 #include <random>
 #include "TestSupport.h"
 
@@ -131,15 +132,23 @@ class Workload {
       }
       if (find) o->FindCloseLinkTo(find);
     }
-    CVKUObject* found = nullptr;
-    unsigned long find = db_->FindFirstObject(const_cast<char*>("*"), 0xFFFFFFFF, &found);
-    while (find && found) {
-      Note("search", found->GetUniqueID());
-      found->Release();
-      found = nullptr;
-      if (!db_->FindNextObject(find, &found)) break;
+    for (CVKUObject* o : AllObjects()) {
+      Note("search", o->GetUniqueID());
+      o->Release();
+    }
+  }
+
+  std::vector<CVKUObject*> AllObjects() {
+    std::vector<CVKUObject*> all;
+    CVKUObject* o = nullptr;
+    unsigned long find = db_->FindFirstObject(const_cast<char*>("*"), 0xFFFFFFFF, &o);
+    while (find && o) {
+      all.push_back(o);
+      o = nullptr;
+      if (!db_->FindNextObject(find, &o)) break;
     }
     if (find) db_->FindCloseObject(find);
+    return all;
   }
 
   void Ids(CVKUObject* o, bool backwards) {
@@ -176,14 +185,8 @@ class Workload {
     return s;
   }
   std::string Bytes(const char* name) {
-    std::string path = dir_ + "/" + name;
-    std::string out;
-    FILE* f = fopen(path.c_str(), "rb");
-    if (!f) return out;
-    int c;
-    while ((c = fgetc(f)) != EOF) out += static_cast<char>(c);
-    fclose(f);
-    return out;
+    std::ifstream in(dir_ + "/" + name, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
   }
 
   void Note(const std::string& what, unsigned long value = 0) { log_ += what + "=" + std::to_string(value) + "\n"; }
@@ -192,15 +195,7 @@ class Workload {
     db_ = AttachDatabase(const_cast<char*>(dir_.c_str()));
     ASSERT_NE(nullptr, db_);
     if (!accelerated_) detached_ = Peer::SwapNameDirectory(db_, nullptr);
-    // The objects of a reloaded store, found again.
-    CVKUObject* o = nullptr;
-    unsigned long find = db_->FindFirstObject(const_cast<char*>("*"), 0xFFFFFFFF, &o);
-    while (find && o) {
-      objects_.push_back(o);
-      o = nullptr;
-      if (!db_->FindNextObject(find, &o)) break;
-    }
-    if (find) db_->FindCloseObject(find);
+    objects_ = AllObjects();  // the objects of a reloaded store, found again
   }
   void Drop() {
     for (CVKUObject* o : objects_) o->Release();

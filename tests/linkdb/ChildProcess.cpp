@@ -1,10 +1,10 @@
 #include "ChildProcess.h"
+#include <thread>
 #ifdef _WIN32
 #include <windows.h>
 #else
 #include <signal.h>
 #include <sys/wait.h>
-#include <time.h>
 #include <unistd.h>
 #endif
 
@@ -47,8 +47,6 @@ std::string ProgramBeside(const std::string& name) {
   std::string path(self, n);
   return path.substr(0, path.find_last_of("\\/") + 1) + name + ".exe";
 }
-
-void SleepMs(unsigned ms) { Sleep(ms); }
 
 #else
 
@@ -98,11 +96,8 @@ std::string ProgramBeside(const std::string& name) {
   return path.substr(0, path.find_last_of('/') + 1) + name;
 }
 
-void SleepMs(unsigned ms) {
-  struct timespec t = {static_cast<time_t>(ms / 1000), static_cast<long>(ms % 1000) * 1000000L};
-  nanosleep(&t, nullptr);
-}
-
 #endif
 
 ChildProcess::~ChildProcess() { Kill(); }
+
+void SleepMs(unsigned ms) { std::this_thread::sleep_for(std::chrono::milliseconds(ms)); }

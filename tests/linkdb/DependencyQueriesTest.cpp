@@ -1,7 +1,6 @@
 // Dependency queries: the forward walk, the backward walk and name-only files.
 #include "TestSupport.h"
 
-using Peer = DatabaseTestPeer;
 using Ids = std::vector<unsigned long>;
 
 namespace {

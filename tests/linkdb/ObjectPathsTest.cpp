@@ -4,9 +4,7 @@
 #endif
 #include "TestSupport.h"
 
-using Peer = DatabaseTestPeer;
-
-TEST_F(DbTest, FullPathsFollowParentLinksOnly) {
+TEST_F(DbTest, FullPathsFollowParentLinksOnlyAndFitTheBuffer) {
   CVKUObject* drive = Add("C:", 1);
   CVKUObject* windows = Add("WINDOWS", 4);
   CVKUObject* orphan = Add("ORPHAN", 2);
@@ -18,20 +16,15 @@ TEST_F(DbTest, FullPathsFollowParentLinksOnly) {
   EXPECT_EQ("C:\\WINDOWS", FullPath(windows));
   EXPECT_EQ("<none>", FullPath(orphan));
   EXPECT_EQ("<none>", FullPath(app));  // a client type has no path
-  CVKUObject* hive = Add("HKLM", 8);
   CVKUObject* key = Add("Software", 16);
   CVKUObject* sub = Add("Vendor", 32);
-  Parent(hive, key);
+  Parent(Add("HKLM", 8), key);
   Parent(key, sub);
   EXPECT_EQ("HKLM\\Software\\Vendor", FullPath(sub));
   // The first parent that yields a path wins, in the order of the incoming links.
-  CVKUObject* other = Add("OTHER", 4);
-  Parent(other, windows);  // OTHER has no parent: it yields no path
+  Parent(Add("OTHER", 4), windows);  // OTHER has no parent: it yields no path
   EXPECT_EQ("C:\\WINDOWS", FullPath(windows));
-}
-
-TEST_F(DbTest, PathsLongerThanTheBufferAreRefused) {
-  CVKUObject* drive = Add("C:", 1);
+  // Paths longer than the buffer are refused.
   CVKUObject* parent = drive;
   std::string expected = "C:";
   for (int i = 0; i < 3; ++i) {
@@ -40,8 +33,7 @@ TEST_F(DbTest, PathsLongerThanTheBufferAreRefused) {
     Parent(parent, dir);
     expected += "\\" + name;
     parent = dir;
-    if (expected.size() < 260) EXPECT_EQ(expected, FullPath(dir));
-    else EXPECT_EQ("<none>", FullPath(dir));
+    EXPECT_EQ(expected.size() < 260 ? expected : "<none>", FullPath(dir));
   }
   // A cycle of parent links ends at the depth limit.
   CVKUObject* x = Add("X", 4);
@@ -53,96 +45,70 @@ TEST_F(DbTest, PathsLongerThanTheBufferAreRefused) {
 
 TEST_F(DbTest, LookupByPathIgnoresCaseAndChecksTheParentChain) {
   CVKUObject* c = Add("C:", 1);
-  CVKUObject* d = Add("D:", 1);
   CVKUObject* windows = Add("WINDOWS", 4);
   CVKUObject* system = Add("SYSTEM", 4);
   CVKUObject* dsystem = Add("SYSTEM", 4);
   CVKUObject* dll = Add("KERNEL32.DLL", 2);
+  CVKUObject* hklm = Add("HKLM", 8);
+  CVKUObject* key = Add("SOFTWARE", 16);
+  CVKUObject* sub = Add("Microsoft", 32);
   Parent(c, windows);
   Parent(windows, system);
-  Parent(d, dsystem);
+  Parent(Add("D:", 1), dsystem);
   Parent(system, dll);
-  CVKUObject* found = Find("c:\\windows");
-  ASSERT_NE(nullptr, found);
-  EXPECT_EQ(windows->GetUniqueID(), found->GetUniqueID());
-  // Same name under different parents: the chain decides.
-  ASSERT_NE(nullptr, Find("C:\\WINDOWS\\SYSTEM"));
-  EXPECT_EQ(system->GetUniqueID(), Find("C:\\WINDOWS\\SYSTEM")->GetUniqueID());
-  EXPECT_EQ(dsystem->GetUniqueID(), Find("d:\\system")->GetUniqueID());
-  EXPECT_EQ(dll->GetUniqueID(), Find("C:\\Windows\\System\\kernel32.dll")->GetUniqueID());
-  // A forward slash splits like a backslash but is never dropped as a trailing one,
-  // so such a path never matches a parent chain.
-  EXPECT_EQ(nullptr, Find("C:/WINDOWS/SYSTEM/KERNEL32.DLL"));
-  EXPECT_EQ(nullptr, Find("C:\\WINDOWS\\"));  // an empty last component
-  EXPECT_EQ(nullptr, Find("E:\\WINDOWS"));
-  EXPECT_EQ(nullptr, Find("C:\\SYSTEM"));
-  EXPECT_EQ(c->GetUniqueID(), Find("c:")->GetUniqueID());
-  EXPECT_EQ(nullptr, Find(std::string(1000, 'a').c_str()));
+  Parent(hklm, key);
+  Parent(key, sub);
+  Add("HKL", 1);  // a drive is only found by 2 characters or fewer
+  struct Case {
+    std::string path;
+    CVKUObject* expected;
+  } cases[] = {
+      {"c:\\windows", windows},
+      {"C:\\WINDOWS\\SYSTEM", system},  // same name under different parents: the chain decides
+      {"d:\\system", dsystem},
+      {"C:\\Windows\\System\\kernel32.dll", dll},
+      {"c:", c},
+      {"hklm", hklm},
+      {"HKLM\\software", key},
+      {"HKLM\\SOFTWARE\\MICROSOFT", sub},
+      // A forward slash splits like a backslash but is never dropped as a trailing one,
+      // so such a path never matches a parent chain.
+      {"C:/WINDOWS/SYSTEM/KERNEL32.DLL", nullptr},
+      {"C:\\WINDOWS\\", nullptr},  // an empty last component
+      {"SOFTWARE", nullptr},        // no separator: an empty last component
+      {"E:\\WINDOWS", nullptr},
+      {"C:\\SYSTEM", nullptr},
+      {"HKL", nullptr},
+      {"HKCU\\SOFTWARE", nullptr},
+      {std::string(1000, 'a'), nullptr},
+  };
+  for (const Case& k : cases) {
+    CVKUObject* found = Find(k.path.c_str());
+    EXPECT_EQ(k.expected ? k.expected->GetUniqueID() : 0, found ? found->GetUniqueID() : 0) << k.path;
+  }
   EXPECT_EQ(nullptr, db_->GetObjectByPath(nullptr));
 }
 
-TEST_F(DbTest, ShortPathsFindTopsOfTreesByLength) {
-  CVKUObject* hklm = Add("HKLM", 8);
-  CVKUObject* drive = Add("HKL", 1);  // a drive is only found by 2 characters or fewer
-  CVKUObject* key = Add("SOFTWARE", 16);
-  CVKUObject* sub = Add("Microsoft", 32);
-  Parent(hklm, key);
-  Parent(key, sub);
-  EXPECT_EQ(hklm->GetUniqueID(), Find("hklm")->GetUniqueID());
-  EXPECT_EQ(nullptr, Find("HKL"));
-  EXPECT_NE(nullptr, drive);
-  EXPECT_EQ(key->GetUniqueID(), Find("HKLM\\software")->GetUniqueID());
-  EXPECT_EQ(sub->GetUniqueID(), Find("HKLM\\SOFTWARE\\MICROSOFT")->GetUniqueID());
-  EXPECT_EQ(nullptr, Find("HKCU\\SOFTWARE"));
-  EXPECT_EQ(nullptr, Find("SOFTWARE"));  // no separator: an empty last component
-}
-
-TEST_F(DbTest, CorrectPathCheckUsesTheShortFormForTopsOfTrees) {
-  CVKUObject* hklm = Add("HKLM", 8);
-  CVKUObject* key = Add("SOFTWARE", 16);
-  CVKUObject* drive = Add("C:", 1);
-  CVKUObject* dir = Add("DOS", 4);
-  Parent(hklm, key);
-  Parent(drive, dir);
-  char shortPath[32] = "C:\\";  // under 4 characters: the short form
-  EXPECT_EQ(1, Peer::HasCorrectPath(db_, Peer::Record(dir), shortPath));
-  EXPECT_STREQ("C:", shortPath);  // the trailing separator was removed in place
-  char hive[32] = "hklm";  // a type-16 object and no separator: the short form
-  EXPECT_EQ(1, Peer::HasCorrectPath(db_, Peer::Record(key), hive));
-  char withSeparator[32] = "HKLM\\";  // has a separator: the long form, last component empty
-  EXPECT_EQ(0, Peer::HasCorrectPath(db_, Peer::Record(key), withSeparator));
-  char wrong[32] = "HKCU";
-  EXPECT_EQ(0, Peer::HasCorrectPath(db_, Peer::Record(key), wrong));
-}
-
 TEST_F(DbTest, ResolveLooksInTheGivenThenTheSystemDirectories) {
-  CVKUObject* c = Add("C:", 1);
-  CVKUObject* app = Add("APPDIR", 4);
-  CVKUObject* local = Add("SHARED.DLL", 4);
-  Parent(c, app);
-  Parent(app, local);
+  CVKUObject* local = AddPath("C:\\APPDIR\\SHARED.DLL");
   CVKUObject* vfile = Add("shared.dll", 0x1000);
-  CVKUObject* r = vfile->Resolve(const_cast<char*>("C:\\APPDIR"));
-  ASSERT_NE(nullptr, r);
-  EXPECT_EQ(local->GetUniqueID(), r->GetUniqueID());
-  r->Release();
-  r = vfile->Resolve(const_cast<char*>("C:\\APPDIR\\"));
-  ASSERT_NE(nullptr, r);
-  r->Release();
-  EXPECT_EQ(nullptr, vfile->Resolve(const_cast<char*>("C:\\ELSEWHERE")));
-  EXPECT_EQ(nullptr, local->Resolve(const_cast<char*>("C:\\APPDIR")));  // not a name-only file
-
-  // In the system directory of the machine we run on.
-  CVKUObject* sysFile = AddPath(SystemDir() + "\\SYSONLY.DLL");
+  CVKUObject* sysFile = AddPath(SystemDir() + "\\SYSONLY.DLL");  // of the machine we run on
   CVKUObject* sysName = Add("SYSONLY.DLL", 0x1000);
+  auto resolved = [](CVKUObject* o, const char* dir) {
+    CVKUObject* r = o->Resolve(const_cast<char*>(dir));
+    unsigned long id = r ? r->GetUniqueID() : 0;
+    if (r) r->Release();
+    return id;
+  };
+  EXPECT_EQ(local->GetUniqueID(), resolved(vfile, "C:\\APPDIR"));
+  EXPECT_EQ(local->GetUniqueID(), resolved(vfile, "C:\\APPDIR\\"));
+  EXPECT_EQ(0u, resolved(vfile, "C:\\ELSEWHERE"));
+  EXPECT_EQ(0u, resolved(local, "C:\\APPDIR"));  // not a name-only file
+  EXPECT_EQ(sysFile->GetUniqueID(), resolved(sysName, nullptr));
   CVKUObject* byName = db_->LookupVFILE(const_cast<char*>("sysonly.dll"));
   ASSERT_NE(nullptr, byName);
   EXPECT_EQ(sysName->GetUniqueID(), byName->GetUniqueID());
   byName->Release();
-  r = sysName->Resolve(nullptr);
-  ASSERT_NE(nullptr, r);
-  EXPECT_EQ(sysFile->GetUniqueID(), r->GetUniqueID());
-  r->Release();
 }
 
 #ifdef _WIN32

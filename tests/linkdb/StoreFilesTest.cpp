@@ -8,46 +8,30 @@ using Bytes = std::vector<unsigned char>;
 
 namespace {
 
-void U32(Bytes& b, uint32_t v) {
-  for (int i = 0; i < 4; ++i) b.push_back(static_cast<unsigned char>(v >> (8 * i)));
-}
-void U16(Bytes& b, uint16_t v) {
-  b.push_back(static_cast<unsigned char>(v));
-  b.push_back(static_cast<unsigned char>(v >> 8));
+void U32(Bytes& b, std::initializer_list<uint32_t> values) {
+  for (uint32_t v : values)
+    for (int i = 0; i < 4; ++i) b.push_back(static_cast<unsigned char>(v >> (8 * i)));
 }
 Bytes Header(uint32_t mark = 1) {
   Bytes b;
-  U32(b, 4100);
-  U32(b, mark);
+  U32(b, {4100, mark});
   return b;
 }
 // One obj.dat entry as the writer lays it out (pointer slots zero).
 void ObjectEntry(Bytes& b, uint32_t id, uint32_t type, uint32_t flags, const std::string& name,
                  const std::vector<uint32_t>& from, const std::vector<uint32_t>& to, const Bytes& data) {
-  U32(b, 0);
-  U32(b, 0);
-  U32(b, id);
-  U32(b, type);
-  U32(b, flags);
-  U32(b, static_cast<uint32_t>(from.size()));
-  U32(b, 0);
-  U32(b, static_cast<uint32_t>(to.size()));
-  U32(b, 0);
+  U32(b, {0, 0, id, type, flags, static_cast<uint32_t>(from.size()), 0, static_cast<uint32_t>(to.size()), 0});
   b.push_back(1);
-  U32(b, static_cast<uint32_t>(data.size()));
-  U32(b, 0);
-  U16(b, static_cast<uint16_t>(name.size()));
+  U32(b, {static_cast<uint32_t>(data.size()), 0});
+  b.push_back(static_cast<unsigned char>(name.size()));
+  b.push_back(static_cast<unsigned char>(name.size() >> 8));
   b.insert(b.end(), name.begin(), name.end());
-  for (uint32_t e : from) U32(b, e);
-  for (uint32_t e : to) U32(b, e);
+  for (uint32_t e : from) U32(b, {e});
+  for (uint32_t e : to) U32(b, {e});
   b.insert(b.end(), data.begin(), data.end());
 }
 void LinkRecord(Bytes& b, uint32_t id, uint32_t source, uint32_t target, uint32_t type) {
-  U32(b, 0);
-  U32(b, id);
-  U32(b, source);
-  U32(b, target);
-  U32(b, type);
+  U32(b, {0, id, source, target, type});
   b.push_back(1);
 }
 
@@ -77,7 +61,9 @@ TEST_F(DbTest, StoreFilesAreWrittenByteForByte) {
   EXPECT_EQ(obj, ReadFile("obj.dat"));
 }
 
-TEST_F(DbTest, ReloadKeepsIdsNamesDataAndLinksInReverseOrder) {
+// What a reload keeps; objects without a saved link are not kept, and the ids of
+// objects that were not saved are handed out again.
+TEST_F(DbTest, ReloadKeepsIdsNamesDataAndLinksOfLinkedObjectsOnly) {
   CVKUObject* drive = Add("C:", 1);
   CVKUObject* dir = Add("WINDOWS", 4);
   unsigned char data[24];
@@ -87,10 +73,11 @@ TEST_F(DbTest, ReloadKeepsIdsNamesDataAndLinksInReverseOrder) {
   Parent(drive, dir);
   Parent(dir, file);
   ASSERT_EQ(1, file->LinkTo(dir, 0x100, 0, 0, nullptr));
+  ASSERT_EQ(1, Add("LONE", 4)->LinkTo(Add("V", 4, 0), 3, 0, 0, nullptr));  // ids 5 and 6
   Reopen();
-
   EXPECT_EQ(4u, Peer::LastObjectID(db_));
   EXPECT_EQ(3u, Peer::LastLinkID(db_));
+  EXPECT_EQ(nullptr, Peer::LookupObject(db_, 5));
   CVKUObject* again = Find("c:\\windows\\notepad.exe");
   ASSERT_NE(nullptr, again);
   EXPECT_EQ(4u, again->GetUniqueID());
@@ -99,48 +86,20 @@ TEST_F(DbTest, ReloadKeepsIdsNamesDataAndLinksInReverseOrder) {
   ASSERT_EQ(1, again->GetFileData(&fd));
   EXPECT_EQ(0, memcmp(fd.abData, data, 24));
   EXPECT_EQ("C:\\WINDOWS\\NOTEPAD.EXE", FullPath(again));
-  // Objects were written newest first and are loaded by pushing at the head.
-  DBObject* first = Peer::FirstObject(db_);
-  ASSERT_NE(nullptr, first);
-  EXPECT_EQ(2u, first->dwID);
-  EXPECT_EQ(1u, Peer::FirstLink(db_)->dwID);
-  // The next id continues after the highest one loaded.
-  EXPECT_EQ(5u, Add("X", 4)->GetUniqueID());
-  // The root was unlinked, so it was not written.
-  EXPECT_EQ(nullptr, db_->GetRootObject());
+  EXPECT_EQ(5u, Add("X", 4)->GetUniqueID());  // after the highest id loaded
+  EXPECT_EQ(nullptr, db_->GetRootObject());  // the root was unlinked, so not written
 }
 
-TEST_F(DbTest, ObjectsWithoutSavedLinksAreNotKept) {
-  CVKUObject* a = Add("A", 4);
-  CVKUObject* b = Add("B", 4);
-  CVKUObject* lone = Add("LONE", 4);
-  CVKUObject* volatileObj = Add("V", 4, 0);
-  Parent(a, b);
-  ASSERT_EQ(1, lone->LinkTo(volatileObj, 3, 0, 0, nullptr));
-  unsigned long loneId = lone->GetUniqueID();
-  Reopen();
-  EXPECT_EQ(nullptr, Peer::LookupObject(db_, loneId));
-  EXPECT_NE(nullptr, Peer::LookupObject(db_, 2));
-  EXPECT_NE(nullptr, Peer::LookupObject(db_, 3));
-  // Ids of objects that were not saved are handed out again.
-  EXPECT_EQ(4u, Add("N", 4)->GetUniqueID());
-}
-
-TEST_F(DbTest, ARootOnlyDatabaseWritesNothing) {
+// Nothing is written for a database of the root alone, or when the save flag is off.
+TEST_F(DbTest, ARootOnlyDatabaseOrAClearedSaveFlagWritesNothing) {
   CVKUObject* root = db_->GetRootObject();
   ASSERT_NE(nullptr, root);
   EXPECT_EQ(1u, root->GetUniqueID());
   EXPECT_EQ(1, root->IsPersistent());
   root->Release();
   Reopen();
-  EXPECT_FALSE(FileExists("obj.dat"));
-  EXPECT_FALSE(FileExists("link.dat"));
-}
-
-TEST_F(DbTest, SaveFlagDecidesWhetherTheDestructorWrites) {
-  CVKUObject* a = Add("A", 4);
-  CVKUObject* b = Add("B", 4);
-  Parent(a, b);
+  EXPECT_EQ((std::vector<std::string>{"store.lck"}), FolderFiles());
+  Parent(Add("A", 4), Add("B", 4));
   EXPECT_EQ(1u, Peer::Dirty(db_));
   db_->SetSaveFlag(0);
   Reopen();
@@ -159,24 +118,18 @@ TEST_F(DbTest, AnIncompleteOrForeignStoreIsIgnoredWhole) {
   struct Case {
     const char* what;
     Bytes obj, link;
-    bool writeLink;
   };
   Bytes unmarked = obj;
   unmarked[4] = 0;
   Bytes wrongTag = link;
   wrongTag[0] = 5;
-  std::vector<Case> cases = {{"mark 0", unmarked, link, true},
-                             {"wrong tag", obj, wrongTag, true},
-                             {"link.dat missing", obj, {}, false},
-                             {"header cut short", Bytes(obj.begin(), obj.begin() + 6), link, true}};
+  std::vector<Case> cases = {{"mark 0", unmarked, link},
+                             {"wrong tag", obj, wrongTag},
+                             {"link.dat missing", obj, {}},
+                             {"header cut short", Bytes(obj.begin(), obj.begin() + 6), link}};
   for (const Case& c : cases) {
     SCOPED_TRACE(c.what);
-    Discard();
-    remove(FilePath("link.dat").c_str());
-    WriteFile("obj.dat", c.obj);
-    if (c.writeLink) WriteFile("link.dat", c.link);
-    db_ = AttachDatabase(const_cast<char*>(dir_.c_str()));
-    ASSERT_NE(nullptr, db_);
+    Load(c.obj, c.link);
     EXPECT_EQ(1u, Peer::LastObjectID(db_));
     EXPECT_EQ(0u, Peer::LastLinkID(db_));
     CVKUObject* root = db_->GetRootObject();
@@ -231,11 +184,7 @@ TEST_F(DbTest, MalformedStoresLoadWhatTheyCanAndNeverReadPastTheEnd) {
   }
   for (const Case& c : cases) {
     SCOPED_TRACE(c.what);
-    Discard();
-    WriteFile("obj.dat", c.obj);
-    WriteFile("link.dat", link);
-    db_ = AttachDatabase(const_cast<char*>(dir_.c_str()));
-    ASSERT_NE(nullptr, db_);
+    Load(c.obj, link);
     EXPECT_EQ(c.lastId, Peer::LastObjectID(db_));
     EXPECT_EQ(9u, Peer::LastLinkID(db_));
     for (uint32_t id : c.ids) EXPECT_NE(nullptr, Peer::LookupObject(db_, id)) << id;
@@ -272,11 +221,7 @@ TEST_F(DbTest, PersistenceBytesAreWrittenAsOne) {
   Bytes link = Header();
   LinkRecord(link, 1, 2, 3, 1);
   link[8 + 20] = 2;
-  Discard();
-  WriteFile("obj.dat", obj);
-  WriteFile("link.dat", link);
-  db_ = AttachDatabase(const_cast<char*>(dir_.c_str()));
-  ASSERT_NE(nullptr, db_);
+  Load(obj, link);
   ASSERT_EQ(1, db_->Flush());
   Bytes expectedObj = Header();
   ObjectEntry(expectedObj, 3, 4, 0, "A", {}, {1}, {});
@@ -325,11 +270,7 @@ TEST_F(DbTest, EntriesThatNameNoLinkOfTheirObjectAreDroppedAtLoad) {
   ObjectEntry(obj, 4, 4, 0, "STALE.TXT", {}, {4, 1}, {});  // link 4 is missing; link 1 is KEPT's
   Bytes link = Header();
   LinkRecord(link, 1, 2, 3, 1);
-  Discard();
-  WriteFile("obj.dat", obj);
-  WriteFile("link.dat", link);
-  db_ = AttachDatabase(const_cast<char*>(dir_.c_str()));
-  ASSERT_NE(nullptr, db_);
+  Load(obj, link);
   EXPECT_EQ(1u, Peer::LastLinkID(db_));
   DBObject* stale = Peer::LookupObject(db_, 4);
   ASSERT_NE(nullptr, stale);

@@ -3,8 +3,10 @@
 #include <stdio.h>
 #include <algorithm>
 #include <filesystem>
+#include <fstream>
 #include <atomic>
 #include <stdlib.h>
+#include <thread>
 #ifdef _WIN32
 #include <malloc.h>
 #include <string.h>
@@ -15,14 +17,10 @@
 
 namespace fs = std::filesystem;
 
-uint32_t ExpectedNameHash(const std::string& name) {
-  int32_t h = 0;
-  for (char ch : name) {
-    signed char c = static_cast<signed char>(ch);
-    if (c >= 'a' && c <= 'z') c = static_cast<signed char>(c - 32);
-    h = static_cast<int32_t>(static_cast<uint32_t>(h) << 2) ^ static_cast<int32_t>(c);
-  }
-  return static_cast<uint32_t>(h) & 0x3FFF;
+void OnThreads(int n, const std::function<void(int)>& fn) {
+  std::vector<std::thread> threads;
+  for (int t = 0; t < n; ++t) threads.emplace_back(fn, t);
+  for (std::thread& th : threads) th.join();
 }
 
 void DbTest::SetUp() {
@@ -61,16 +59,20 @@ void DbTest::Reopen() {
   ASSERT_NE(nullptr, db_);
 }
 
+void DbTest::Load(const std::vector<unsigned char>& obj, const std::vector<unsigned char>& link) {
+  Discard();
+  WriteFile("obj.dat", obj);
+  if (link.empty()) fs::remove(FilePath("link.dat"));
+  else WriteFile("link.dat", link);
+  db_ = AttachDatabase(const_cast<char*>(dir_.c_str()));
+  ASSERT_NE(nullptr, db_);
+}
+
 std::string DbTest::FilePath(const char* name) const { return (fs::path(dir_) / name).string(); }
 
 std::vector<unsigned char> DbTest::ReadFile(const char* name) const {
-  std::vector<unsigned char> out;
-  FILE* f = fopen(FilePath(name).c_str(), "rb");
-  if (!f) return out;
-  int c;
-  while ((c = fgetc(f)) != EOF) out.push_back(static_cast<unsigned char>(c));
-  fclose(f);
-  return out;
+  std::ifstream in(FilePath(name), std::ios::binary);
+  return std::vector<unsigned char>(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
 void DbTest::WriteFile(const char* name, const std::vector<unsigned char>& bytes) const {

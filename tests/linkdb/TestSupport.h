@@ -12,7 +12,6 @@
 #include "VKLinkDB.h"
 
 struct DatabaseTestPeer {
-  static void* DoMalloc(CVKUDatabase* db, unsigned long n) { return db->DoMalloc(n); }
   static int ObjectInUse(CVKUDatabase* db, unsigned long id) { return db->ObjectInUse(id); }
   static int LinkInUse(CVKUDatabase* db, unsigned long id) { return db->LinkInUse(id); }
   static DBObject* LookupObject(CVKUDatabase* db, unsigned long id) { return db->LookupObject(id); }
@@ -24,17 +23,12 @@ struct DatabaseTestPeer {
   static uint32_t LastObjectID(CVKUDatabase* db) { return db->m_dwLastObjectID; }
   static uint32_t LastLinkID(CVKUDatabase* db) { return db->m_dwLastLinkID; }
   static DBObject* FirstObject(CVKUDatabase* db) { return db->m_pObjects; }
-  static DBLink* FirstLink(CVKUDatabase* db) { return db->m_pLinks; }
-  static int HasCorrectPath(CVKUDatabase* db, DBObject* o, char* path) { return db->DoesObjectHaveCorrectPath(o, path); }
-  // Whether the name bucket `bucket` holds a node for the object with this id.
-  static bool InNameBucket(CVKUDatabase* db, uint32_t bucket, uint32_t id);
   // Lookups with the name directory switched off walk the name buckets.
   static void* SwapNameDirectory(CVKUDatabase* db, void* d) {
     void* old = db->m_pNameDirectory;
     db->m_pNameDirectory = d;
     return old;
   }
-  static bool InIdIndex(CVKUDatabase* db, uint32_t id) { return db->LookupObject(id) != nullptr; }
   // Takes the database mutex (and keeps it: a thread that ends after this abandons it).
   static void LockMutex(CVKUDatabase* db) { vkl::MutexLock(db->m_hMutex); }
 };
@@ -42,8 +36,8 @@ struct DatabaseTestPeer {
 // The last system error as the library leaves it (GetLastError, errno).
 unsigned long LastError();
 
-// The name hash as the database defines it, written out again independently.
-uint32_t ExpectedNameHash(const std::string& name);
+// Runs fn(0) ... fn(n - 1) on n threads at once and waits for them all.
+void OnThreads(int n, const std::function<void(int)>& fn);
 
 // Runs fn on a new thread whose stack is `bytes` long and waits for it; false if the
 // thread could not be started.
@@ -66,6 +60,8 @@ class DbTest : public ::testing::Test {
   void Reopen();
   // Destroys the database without writing anything.
   void Discard();
+  // Replaces the database by one loaded from these store files (no link.dat if empty).
+  void Load(const std::vector<unsigned char>& obj, const std::vector<unsigned char>& link);
   std::string FilePath(const char* name) const;
   // The names of the files in the store folder, sorted.
   std::vector<std::string> FolderFiles() const;

@@ -285,18 +285,14 @@ TEST_F(Links, AdvertisedShortcutsResolveByEachMethod) {
   EXPECT_EQ(mainShort, Resolve(probe, advertised, 0));
   CloseHandle(writer);
   EXPECT_TRUE(probe.InterfacesCleared());
-}
 
-// An advertised link to the component whose key path is a registry value: the
-// installer knows the link, but its path ("02:\...") is no file, and the shell object
-// has the last word.
-TEST_F(Links, RegistryKeyPathFallsThroughToTheShell) {
-  const std::string link = AdvertisedLink(kSettingsComponent, "settings.lnk");
+  // The component whose key path is a registry value: the installer knows the link,
+  // but its path ("02:\...") is no file, and the shell object has the last word.
+  const std::string settings = AdvertisedLink(kSettingsComponent, "settings.lnk");
   EXPECT_EQ('0', m_Installer.ComponentPath(kSettingsComponent)[0]);
   EXPECT_EQ(std::string(kProduct) + "Everything" + kSettingsComponent,
-            m_Installer.ShortcutTarget(link));
-  Probe probe;
-  EXPECT_EQ("(0:)", Resolve(probe, link, 1));
+            m_Installer.ShortcutTarget(settings));
+  EXPECT_EQ("(0:)", Resolve(probe, settings, 1));
 }
 
 TEST_F(Links, BadInputAnswersWithoutCrashing) {

@@ -8,7 +8,6 @@
 #include <random>
 #include <string>
 #include <thread>
-#include <vector>
 
 #include "CUtilsPath"
 #include "Scratch.h"
@@ -338,7 +337,7 @@ TEST_F(Path, LongAndShortNamesAgreeWithWine) {
 TEST_F(Path, ComparesCopiesAndLoadsTheInstaller) {
   CUtilsPath a(U("C:\\a")), b(U("C:\\b")), a2(U("C:\\a\\"));
   EXPECT_TRUE(a == a2 && a != b && a < b && b > a && a <= a2 && a >= a2);
-  EXPECT_FALSE(a == CUtilsPath(U("c:\\A")));  // the default case flag is exact
+  EXPECT_FALSE(a == CUtilsPath(U("c:\\A")));               // the default case flag is exact
   EXPECT_TRUE(a == U("C:\\a") && a == U(a.GetPathUNC()));  // a network text: the network form
   EXPECT_FALSE(a == U("\\\\x\\a"));
   EXPECT_EQ(static_cast<CUtilsPath*>(a), &a);
@@ -378,31 +377,6 @@ TEST_F(Path, BadInputAnswersWithoutCrashing) {
   CUtilsPath wildcard(U(In("*.bin")));
   EXPECT_EQ(1, wildcard.GetFileFlag());
   EXPECT_EQ(3u, wildcard.GetDirSize());
-}
-
-// One object from several threads: every reading is one of the paths written, a copy
-// always carries a path with its own network form, and a parent is a whole ancestor.
-TEST_F(Path, OneObjectFromSeveralThreads) {
-  CUtilsPath shared(U("C:\\start"));
-  const std::string pc = NetworkPrefix();
-  std::vector<int> wrong(4, 0);
-  RunOnThreads(4, [&](int t) {
-    std::string mine = "C:\\thread" + std::to_string(t) + "\\dir";
-    for (int i = 0; i < 300; ++i) {
-      shared.SetDir(U(mine + "\\"));
-      CUtilsPath copy(shared);
-      std::string path = copy.GetPath(), unc = copy.GetPathUNC();
-      wrong[t] += path.compare(0, 9, "C:\\thread") != 0 || unc != pc + path.substr(3);
-      // The walk's cursor is the object's: other threads move it too, so any ancestor
-      // may come back, but always a whole one.
-      UtilsString parent;
-      shared.ResetParentSearch();
-      std::string up = shared.GetParentDir(parent) ? Str(parent) : "C:";
-      wrong[t] += up != "C:" && up.compare(0, 9, "C:\\thread") != 0;
-      shared += U("x");
-    }
-  });
-  EXPECT_EQ(std::vector<int>(4, 0), wrong);
 }
 
 }  // namespace

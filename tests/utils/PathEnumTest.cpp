@@ -275,10 +275,7 @@ TEST_F(Tree, OneObjectFromSeveralThreads) {
   CUtilsPath shared(U(m_Dir), 0, 1);
   ASSERT_EQ(1, shared.CreateLinkFile(U(In("a file.txt")), U(In("Sub Dir\\a link.lnk")), U("")));
   std::vector<std::string> all = Walk(m_Dir, true).files;
-  char host[512];
-  DWORD size = sizeof host;
-  GetComputerNameA(host, &size);
-  const std::string sub = In("Sub Dir"), network = "\\\\" + std::string(host) + "\\";
+  const std::string sub = In("Sub Dir"), network = NetworkPrefix();
   std::vector<int> wrong(5, 0);
   RunOnThreads(5, [&](int t) {
     UtilsString entry;

@@ -45,13 +45,6 @@ std::string FullPathOracle(const std::string& relative) {
   return text;
 }
 
-std::string NetworkPrefix() {
-  char name[512];
-  DWORD size = sizeof name;
-  GetComputerNameA(name, &size);
-  return "\\\\" + std::string(name) + "\\";
-}
-
 // The scratch folder with a\b\c inside, which is the current directory meanwhile.
 class Path : public scratch::Dir {
  protected:

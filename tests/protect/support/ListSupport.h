@@ -121,10 +121,12 @@ class ScratchFolder {
   }
   const std::string& Path() const { return m_Path; }
   // Puts a file of the test program's folder here, under `as` if given: a hard link
-  // where the file system allows one (the runtime libraries are large), else a copy.
-  bool Take(const std::string& name, const std::string& as = std::string()) const {
+  // where the file system allows one (the runtime libraries are large), else a copy. A
+  // library loaded beside its original in one process must be a copy: the loader takes
+  // a link to a loaded file for the module already loaded.
+  bool Take(const std::string& name, const std::string& as = std::string(), bool copy = false) const {
     std::string from = ModuleDir(nullptr) + name, to = m_Path + (as.empty() ? name : as);
-    return CreateHardLinkA(to.c_str(), from.c_str(), nullptr) || CopyFileA(from.c_str(), to.c_str(), FALSE);
+    return (!copy && CreateHardLinkA(to.c_str(), from.c_str(), nullptr)) || CopyFileA(from.c_str(), to.c_str(), FALSE);
   }
 
  private:

@@ -267,14 +267,17 @@ TEST_F(KeyTree, ListsKeysAfterTheirSubKeysAndDeletesTheTree) {
   EXPECT_THROW(missing.SearchTree(U("*.*")), UTILS::std_exception);
 }
 
-// One object searched, read, sorted and resolving a shortcut from several threads:
-// every entry read is one the tree holds, every answer the link's target.
+// One object searched, read, sorted, resolving a shortcut, set to another folder and
+// copied, from several threads: every entry read is one the tree holds, every answer
+// the link's target, every copy one of the paths set with its own network form, and a
+// parent a whole ancestor.
 TEST_F(Tree, OneObjectFromSeveralThreads) {
   CUtilsPath shared(U(m_Dir), 0, 1);
   ASSERT_EQ(1, shared.CreateLinkFile(U(In("a file.txt")), U(In("Sub Dir\\a link.lnk")), U("")));
   std::vector<std::string> all = Walk(m_Dir, true).files;
-  std::vector<int> wrong(4, 0);
-  RunOnThreads(4, [&](int t) {
+  const std::string sub = In("Sub Dir"), network = NetworkPrefix();
+  std::vector<int> wrong(5, 0);
+  RunOnThreads(5, [&](int t) {
     UtilsString entry;
     for (int i = 0; i < 100; ++i) {
       if (t == 0) {
@@ -283,6 +286,14 @@ TEST_F(Tree, OneObjectFromSeveralThreads) {
       } else if (t == 1) {
         wrong[t] += !shared.ResolveLinkFile(U(In("Sub Dir\\a link.lnk")), entry, 1) ||
                     Str(entry) != In("a file.txt");
+      } else if (t == 2) {
+        shared.SetDir(U(i % 2 ? sub + "\\" : m_Dir));
+        CUtilsPath copy(shared);
+        const std::string path = copy.GetPath(), unc = copy.GetPathUNC();
+        wrong[t] += (path != sub && path != m_Dir) || unc != network + path.substr(3);
+        shared.ResetParentSearch();
+        std::string up = shared.GetParentDir(entry) ? Str(entry) : "(none)";
+        wrong[t] += up != m_Dir && up != m_Parent;
       } else if (shared.RetrieveNextFile(entry)) {
         wrong[t] += std::find(all.begin(), all.end(), Str(entry)) == all.end();
       } else {
@@ -290,7 +301,8 @@ TEST_F(Tree, OneObjectFromSeveralThreads) {
       }
     }
   });
-  EXPECT_EQ(std::vector<int>(4, 0), wrong);
+  EXPECT_EQ(std::vector<int>(5, 0), wrong);
+  shared.SetDir(U(m_Dir));
   ASSERT_EQ(1, shared.SearchTree(U("*.*")));
   EXPECT_EQ(all.size(), shared.GetTotalFiles());
 }

@@ -210,7 +210,7 @@ class Links : public scratch::Dir {
 };
 DWORD Links::s_InstallResult = 1;
 
-TEST_F(Links, PlainLinkRoundTripInEveryForm) {
+TEST_F(Links, PlainLinkRoundTripInEveryFormAndBadInput) {
   const std::string dir = In("Long Directory Name"),
                     target = dir + "\\a target with a long name.text";
   CreateDirectoryA(dir.c_str(), nullptr);
@@ -241,6 +241,19 @@ TEST_F(Links, PlainLinkRoundTripInEveryForm) {
   EXPECT_EQ(0,
             key.ResolveLinkFile(out, 1) + key.ResolveLinkFile(buffer, 1) + key.ResolveLinkFile(1));
   EXPECT_STREQ("HKCU\\Software", key.GetPath());
+
+  // Bad input answers 0 without crashing.
+  scratch::MakeFile(In("truncated.lnk"), scratch::ReadWhole(link).substr(0, 40));
+  scratch::MakeFile(In("text.lnk"), "this is not a shortcut\r\n");
+  scratch::MakeFile(In("empty.lnk"));
+  for (const std::string& bad : {In("truncated.lnk"), In("text.lnk"), In("empty.lnk"), m_Dir,
+                                 In("missing.lnk"), std::string()})
+    EXPECT_EQ("(0:)", Resolve(probe, bad, 1)) << bad;
+  EXPECT_EQ(0, probe.CreateLinkFile(U(target), U(In("no such dir\\x.lnk")), U("")));
+  EXPECT_TRUE(probe.InterfacesCleared());
+  // A link whose target went away still names it (the shell does not search).
+  DeleteFileA(target.c_str());
+  EXPECT_EQ(target, Resolve(probe, link, 1));
 }
 
 TEST_F(Links, AdvertisedShortcutsResolveByEachMethod) {
@@ -285,38 +298,16 @@ TEST_F(Links, AdvertisedShortcutsResolveByEachMethod) {
   EXPECT_EQ(mainShort, Resolve(probe, advertised, 0));
   CloseHandle(writer);
   EXPECT_TRUE(probe.InterfacesCleared());
-}
 
-// An advertised link to the component whose key path is a registry value: the
-// installer knows the link, but its path ("02:\...") is no file, and the shell object
-// has the last word.
-TEST_F(Links, RegistryKeyPathFallsThroughToTheShell) {
-  const std::string link = AdvertisedLink(kSettingsComponent, "settings.lnk");
+  // The component whose key path is a registry value: the installer knows the link,
+  // but its path ("02:\...") is no file, and the shell object has the last word.
+  const std::string settings = AdvertisedLink(kSettingsComponent, "settings.lnk");
   EXPECT_EQ('0', m_Installer.ComponentPath(kSettingsComponent)[0]);
   EXPECT_EQ(std::string(kProduct) + "Everything" + kSettingsComponent,
-            m_Installer.ShortcutTarget(link));
-  Probe probe;
-  EXPECT_EQ("(0:)", Resolve(probe, link, 1));
+            m_Installer.ShortcutTarget(settings));
+  EXPECT_EQ("(0:)", Resolve(probe, settings, 1));
 }
 
-TEST_F(Links, BadInputAnswersWithoutCrashing) {
-  const std::string target = In("target.txt"), good = In("good.lnk");
-  scratch::MakeFile(target, "x");
-  Probe probe;
-  ASSERT_EQ(1, probe.CreateLinkFile(U(target), U(good), U("")));
-  const std::string bytes = scratch::ReadWhole(good);
-  scratch::MakeFile(In("truncated.lnk"), bytes.substr(0, 40));
-  scratch::MakeFile(In("text.lnk"), "this is not a shortcut\r\n");
-  scratch::MakeFile(In("empty.lnk"));
-  for (const std::string& bad : {In("truncated.lnk"), In("text.lnk"), In("empty.lnk"), m_Dir,
-                                 In("missing.lnk"), std::string()})
-    EXPECT_EQ("(0:)", Resolve(probe, bad, 1)) << bad;
-  // A link whose target went away still names it (the shell does not search).
-  DeleteFileA(target.c_str());
-  EXPECT_EQ(target, Resolve(probe, good, 1));
-  EXPECT_EQ(0, probe.CreateLinkFile(U(target), U(In("no such dir\\x.lnk")), U("")));
-  EXPECT_TRUE(probe.InterfacesCleared());
-}
 
 // Run by the copy started with MSI.DLL disabled: no installer method is left, and an
 // advertised link gets what the shell object alone gives.

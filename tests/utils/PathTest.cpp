@@ -8,7 +8,6 @@
 #include <random>
 #include <string>
 #include <thread>
-#include <vector>
 
 #include "CUtilsPath"
 #include "Scratch.h"
@@ -44,13 +43,6 @@ std::string FullPathOracle(const std::string& relative) {
   std::string text(full, n);
   if (text.size() > 3 && text.back() == '\\') text.pop_back();
   return text;
-}
-
-std::string NetworkPrefix() {
-  char name[512];
-  DWORD size = sizeof name;
-  GetComputerNameA(name, &size);
-  return "\\\\" + std::string(name) + "\\";
 }
 
 // The scratch folder with a\b\c inside, which is the current directory meanwhile.
@@ -268,7 +260,7 @@ TEST_F(Path, SystemPlacesMatchTheSystemAndBuffersAreOverwritten) {
   for (const char* name : {"TMP", "TEMP"}) SetEnvironmentVariableA(name, had ? saved : nullptr);
 }
 
-TEST_F(Path, KindAndSizeOnDisk) {
+TEST_F(Path, KindAndSizeOnDiskAndBadInput) {
   scratch::MakeFile(In("file.bin"), std::string(1234, 'x'));
   CreateDirectoryA(In("sub").c_str(), nullptr);
   CUtilsPath file(U(In("file.bin")));
@@ -291,6 +283,22 @@ TEST_F(Path, KindAndSizeOnDisk) {
   EXPECT_EQ(1u, automated.GetTotalFiles());
   EXPECT_EQ(0, automated.SetDir(U(In("file.bin"))));
   EXPECT_EQ(0, Probe(In("gone"), 0, 0, 1).SearchTree(U("*.*")));
+  // Bad input answers without crashing.
+  const std::string longRelative(1000, 'r');
+  for (const std::string& text : {"C:\\" + std::string(997, 'n'), longRelative, In("a<b>c|d\"e")}) {
+    CUtilsPath path(U(text), 0, 1, 1);
+    EXPECT_EQ(0, path.IsADir() + path.IsAFile() + path.SearchTree(U("*.*"))) << text.size();
+    EXPECT_EQ(nullptr, path.GetShortPathNameA());
+    EXPECT_EQ(nullptr, path.GetLongPathNameA());
+    UtilsString parent;
+    EXPECT_EQ(1, path.GetParentDir(parent));
+  }
+  EXPECT_EQ(m_Cwd + "\\" + longRelative, CUtilsPath(U(longRelative)).GetPath());
+  EXPECT_EQ(0, CUtilsPath(UtilsString(static_cast<const char*>(nullptr))).IsAFile());
+  // A wildcard is the find query's business: the first match answers for the path.
+  CUtilsPath wildcard(U(In("f*.bin")));
+  EXPECT_EQ(1, wildcard.GetFileFlag());
+  EXPECT_EQ(1234u, wildcard.GetDirSize());
 }
 
 TEST_F(Path, LongAndShortNamesAgreeWithWine) {
@@ -338,7 +346,7 @@ TEST_F(Path, LongAndShortNamesAgreeWithWine) {
 TEST_F(Path, ComparesCopiesAndLoadsTheInstaller) {
   CUtilsPath a(U("C:\\a")), b(U("C:\\b")), a2(U("C:\\a\\"));
   EXPECT_TRUE(a == a2 && a != b && a < b && b > a && a <= a2 && a >= a2);
-  EXPECT_FALSE(a == CUtilsPath(U("c:\\A")));  // the default case flag is exact
+  EXPECT_FALSE(a == CUtilsPath(U("c:\\A")));               // the default case flag is exact
   EXPECT_TRUE(a == U("C:\\a") && a == U(a.GetPathUNC()));  // a network text: the network form
   EXPECT_FALSE(a == U("\\\\x\\a"));
   EXPECT_EQ(static_cast<CUtilsPath*>(a), &a);
@@ -361,48 +369,5 @@ TEST_F(Path, ComparesCopiesAndLoadsTheInstaller) {
   EXPECT_NE(nullptr, GetModuleHandleA("msi.dll"));
 }
 
-TEST_F(Path, BadInputAnswersWithoutCrashing) {
-  const std::string longRelative(1000, 'r');
-  for (const std::string& text : {"C:\\" + std::string(997, 'n'), longRelative, In("a<b>c|d\"e")}) {
-    CUtilsPath path(U(text), 0, 1, 1);
-    EXPECT_EQ(0, path.IsADir() + path.IsAFile() + path.SearchTree(U("*.*"))) << text.size();
-    EXPECT_EQ(nullptr, path.GetShortPathNameA());
-    EXPECT_EQ(nullptr, path.GetLongPathNameA());
-    UtilsString parent;
-    EXPECT_EQ(1, path.GetParentDir(parent));
-  }
-  EXPECT_EQ(m_Cwd + "\\" + longRelative, CUtilsPath(U(longRelative)).GetPath());
-  EXPECT_EQ(0, CUtilsPath(UtilsString(static_cast<const char*>(nullptr))).IsAFile());
-  // A wildcard is the find query's business: the first match answers for the path.
-  scratch::MakeFile(In("only.bin"), "abc");
-  CUtilsPath wildcard(U(In("*.bin")));
-  EXPECT_EQ(1, wildcard.GetFileFlag());
-  EXPECT_EQ(3u, wildcard.GetDirSize());
-}
-
-// One object from several threads: every reading is one of the paths written, a copy
-// always carries a path with its own network form, and a parent is a whole ancestor.
-TEST_F(Path, OneObjectFromSeveralThreads) {
-  CUtilsPath shared(U("C:\\start"));
-  const std::string pc = NetworkPrefix();
-  std::vector<int> wrong(4, 0);
-  RunOnThreads(4, [&](int t) {
-    std::string mine = "C:\\thread" + std::to_string(t) + "\\dir";
-    for (int i = 0; i < 300; ++i) {
-      shared.SetDir(U(mine + "\\"));
-      CUtilsPath copy(shared);
-      std::string path = copy.GetPath(), unc = copy.GetPathUNC();
-      wrong[t] += path.compare(0, 9, "C:\\thread") != 0 || unc != pc + path.substr(3);
-      // The walk's cursor is the object's: other threads move it too, so any ancestor
-      // may come back, but always a whole one.
-      UtilsString parent;
-      shared.ResetParentSearch();
-      std::string up = shared.GetParentDir(parent) ? Str(parent) : "C:";
-      wrong[t] += up != "C:" && up.compare(0, 9, "C:\\thread") != 0;
-      shared += U("x");
-    }
-  });
-  EXPECT_EQ(std::vector<int>(4, 0), wrong);
-}
 
 }  // namespace

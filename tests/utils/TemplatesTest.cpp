@@ -1,6 +1,6 @@
 // UtilsAllocator, UtilsBase, MemObject and the list templates: exact sizing, failed
-// re-allocations, checks and their texts, the search and parse rules, comparison and
-// selection_sort.
+// re-allocations, checks and their texts, the search rules and comparison (parsing and
+// sorting are tested through UtilsString and UtilsByte).
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -135,33 +135,6 @@ TEST(Allocator, FailedReAllocationLeavesTheAllocatorAsItWas) {
   }
 }
 
-// Counts copies; its moves cannot throw, so resizing moves it.
-struct Tracked {
-  static int copies;
-  int value = 0;
-  Tracked() {}
-  Tracked(const Tracked& other) : value(other.value) { ++copies; }
-  Tracked& operator=(const Tracked& other) {
-    value = other.value;
-    ++copies;
-    return *this;
-  }
-  Tracked& operator=(Tracked&& other) noexcept {
-    value = other.value;
-    return *this;
-  }
-};
-int Tracked::copies = 0;
-
-TEST(Allocator, ResizingMovesElementsThatMoveWithoutThrowing) {
-  UtilsAllocator<Tracked> a(3);
-  for (int i = 0; i < 3; ++i) a[i].value = i + 7;
-  a.ReAllocateMemory(6);
-  a.ReAllocateMemory(2);
-  EXPECT_EQ(0, Tracked::copies);
-  EXPECT_EQ(8, a[1].value);
-}
-
 class CharBase : public UtilsBase<char> {
  public:
   int isupper(const char& c) const override { return c >= 'A' && c <= 'Z'; }
@@ -201,24 +174,6 @@ TEST(Search, ResumeRulesAndCounting) {
   EXPECT_EQ(4u, last);
 }
 
-TEST(Parse, TokensBetweenSeparators) {
-  CharBase base;
-  const struct {
-    const char* separator;
-    unsigned long index;
-    int skipEmpty, hit;
-    unsigned long start, length;
-  } cases[] = {{",", 0, 0, 1, 0, 1}, {",", 1, 0, 1, 2, 0}, {",", 2, 0, 1, 3, 1},
-               {",", 3, 0, 0, 0, 0}, {",", 1, 1, 1, 3, 1}, {";", 0, 0, 1, 0, 4}};
-  for (const auto& c : cases) {
-    unsigned long start = 0, length = 0;
-    EXPECT_EQ(c.hit, base.parse("a,,b", 4, c.separator, 1, c.index, 1, c.skipEmpty, start, length));
-    if (c.hit) {
-      EXPECT_EQ(std::make_pair(c.start, c.length), std::make_pair(start, length)) << c.index;
-    }
-  }
-}
-
 // Signed bytes, null texts first, a zero past the shorter text, case mapping by
 // subtracting 0x20, and containment (an empty text is contained in any).
 TEST(Compare, SignedBytesNullsCaseAndContainment) {
@@ -235,17 +190,6 @@ TEST(Compare, SignedBytesNullsCaseAndContainment) {
   for (const auto& c : cases)
     EXPECT_EQ(c.expected, base.compare(c.a, c.b, c.caseFlag, c.matchStyle, 0, 0))
         << (c.a ? c.a : "null") << " " << (c.b ? c.b : "null");
-}
-
-TEST(SelectionSort, UnsignedAscending) {
-  UtilsBase<unsigned char> bytes;
-  unsigned char data[] = {3, 1, 0x80, 2, 0x41};
-  bytes.selection_sort(data, data + 5);
-  EXPECT_EQ(0, std::memcmp(data, "\x01\x02\x03\x41\x80", 5));
-  UtilsBase<const char*> texts;
-  const char* words[] = {"pear", "apple", "fig"};
-  texts.selection_sort(words, words + 3);
-  EXPECT_EQ("apple fig pear", std::string(words[0]) + " " + words[1] + " " + words[2]);
 }
 
 TEST(MemObject, TextKeepsItsTerminatorAndChecksPositions) {

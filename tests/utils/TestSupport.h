@@ -51,6 +51,14 @@ inline std::string Record(const std::string& file, unsigned long type, unsigned 
   return text + "Error Condition:  " + condition;
 }
 
+// "\\<this computer>\", which the network form of a path starts with.
+inline std::string NetworkPrefix() {
+  char name[512];
+  DWORD size = sizeof name;
+  GetComputerNameA(name, &size);
+  return "\\\\" + std::string(name) + "\\";
+}
+
 // Category, error, line and text of the DiskIoException a call threw (category 99:
 // nothing was thrown).
 struct Failure {

@@ -151,8 +151,10 @@ TEST(ArgumentThreads, TextsAreReadWholeUnderTheirOwnLock) {
   ExpectClean(stress::Run(kSeconds, bodies));
 }
 
-// Copies taken while another thread adds, selects and removes strings must be whole:
-// as many strings as the count says, and a current string among them.
+// Copies taken while one thread adds, selects and removes strings (each change moves
+// the whole set) and another appends to whichever string is current must be whole: as
+// many strings as the count says, a current string among them, and its text one of
+// the two with nothing but appended characters after it.
 TEST(UtilsStringThreads, CopiesAreConsistentWhileStringsComeAndGo) {
   auto shared = std::make_shared<UtilsString>("base");
   std::vector<std::function<bool()>> bodies;
@@ -162,6 +164,7 @@ TEST(UtilsStringThreads, CopiesAreConsistentWhileStringsComeAndGo) {
     shared->RemoveString();
     return true;
   });
+  bodies.push_back([shared] { return shared->Append('x'), true; });
   for (int t = 0; t < 2; ++t)
     bodies.push_back([shared] {
       UtilsString copy(*shared);
@@ -170,7 +173,9 @@ TEST(UtilsStringThreads, CopiesAreConsistentWhileStringsComeAndGo) {
       for (const UtilsString* s : {&copy, &assigned}) {
         if (s->GetNumberOfStrings() != s->ElementCount()) return false;
         if (s->GetCurrentString() >= s->GetNumberOfStrings()) return false;
-        if (std::string(s->c_str()) != "base" && std::string(s->c_str()) != "added") return false;
+        std::string text = s->c_str();
+        text.erase(text.find_last_not_of('x') + 1);
+        if (text != "base" && text != "added") return false;
       }
       return true;
     });

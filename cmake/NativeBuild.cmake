@@ -49,7 +49,7 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
   # committed seeds; longer runs by hand (see docs/testing.md).
   file(MAKE_DIRECTORY ${CMAKE_BINARY_DIR}/fuzz-corpus)
   add_test(NAME store_loader_fuzz
-           COMMAND $<TARGET_FILE:store_loader_fuzz> -max_total_time=30 -timeout=20 -seed=1 -print_final_stats=1
+           COMMAND $<TARGET_FILE:store_loader_fuzz> -max_total_time=20 -timeout=20 -seed=1 -print_final_stats=1
                    ${CMAKE_BINARY_DIR}/fuzz-corpus ${CMAKE_SOURCE_DIR}/fuzz/seeds)
 endif()
 
@@ -76,7 +76,7 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
   target_link_libraries(protected_list_fuzz PRIVATE protect_core)
   file(MAKE_DIRECTORY ${CMAKE_BINARY_DIR}/fuzz-corpus-lists)
   add_test(NAME protected_list_fuzz
-           COMMAND $<TARGET_FILE:protected_list_fuzz> -max_total_time=20 -timeout=20 -seed=1 -print_final_stats=1
+           COMMAND $<TARGET_FILE:protected_list_fuzz> -max_total_time=15 -timeout=20 -seed=1 -print_final_stats=1
                    ${CMAKE_BINARY_DIR}/fuzz-corpus-lists ${CMAKE_SOURCE_DIR}/fuzz/list-seeds)
 endif()
 

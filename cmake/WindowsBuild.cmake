@@ -122,7 +122,7 @@ target_include_directories(crash_test PRIVATE ${CMAKE_SOURCE_DIR}/tests/crash ${
 target_link_libraries(crash_test PRIVATE VKLinkDB)
 add_dependencies(crash_test store_helper)
 # The short run (docs/testing.md gives the long one).
-vkl_wine_test(crash_test crash-store 10 20000 400 1)
+vkl_wine_test(crash_test crash-store 6 20000 400 1)
 # A full disk, as a file-size limit on the Wine process: writing past it fails (EFBIG,
 # with SIGXFSZ ignored), as it does when a disk fills up.
 add_test(NAME linkdb_tests_full_disk

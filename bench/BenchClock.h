@@ -1,5 +1,5 @@
-// The clock, the best-of-rounds timer and the resident-memory probe that the
-// benchmarks share, natively and under Wine.
+// The clock, the best-of-rounds timer, the resident-memory probe and the file-size
+// query that the benchmarks share, natively and under Wine.
 #ifndef VKLINKDB_BENCH_CLOCK_H_
 #define VKLINKDB_BENCH_CLOCK_H_
 
@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <string>
 
 #ifdef _WIN32
 #include <windows.h>
@@ -51,6 +52,16 @@ inline double ResidentMiB() {
   }
   return resident * (sysconf(_SC_PAGESIZE) / 1048576.0);
 #endif
+}
+
+// The size of a file in bytes; 0 when it cannot be opened.
+inline long FileSize(const std::string& path) {
+  FILE* f = fopen(path.c_str(), "rb");
+  if (!f) return 0;
+  fseek(f, 0, SEEK_END);
+  long n = ftell(f);
+  fclose(f);
+  return n;
 }
 
 }  // namespace bench

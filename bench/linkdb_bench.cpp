@@ -29,14 +29,7 @@ using bench::Now;
 
 using bench::ResidentMiB;
 
-long FileSize(const std::string& path) {
-  FILE* f = fopen(path.c_str(), "rb");
-  if (!f) return 0;
-  fseek(f, 0, SEEK_END);
-  long n = ftell(f);
-  fclose(f);
-  return n;
-}
+using bench::FileSize;
 
 char* S(const std::string& s) { return const_cast<char*>(s.c_str()); }
 

@@ -61,14 +61,7 @@ const char kSep = '/';
 
 std::string Join(const std::string& dir, const char* name) { return dir + kSep + name; }
 
-long FileSize(const std::string& path) {
-  FILE* f = fopen(path.c_str(), "rb");
-  if (!f) return 0;
-  fseek(f, 0, SEEK_END);
-  long n = ftell(f);
-  fclose(f);
-  return n;
-}
+using bench::FileSize;
 
 // The graph, described independently of any store: every name and link in creation
 // order, so that both stores are built from the same list and answer the same queries.

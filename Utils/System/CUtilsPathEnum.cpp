@@ -88,42 +88,28 @@ UTILS_PATH_RETRIEVE(RetrieveFirstKey, m_Dirs, m_DirCursor, 0)
 UTILS_PATH_RETRIEVE(RetrieveNextKey, m_Dirs, m_DirCursor, 1)
 #undef UTILS_PATH_RETRIEVE
 
-const int CUtilsPath::RetrieveFirstFileExpanded(UtilsString& full, UtilsString& name,
-                                                UtilsString& ext, int firstDot) {
-  UtilsString entry;
-  if (!RetrieveEntry(m_Files, m_FileCursor, 0, entry)) return 0;
-  GetFileNameFromPath(entry, name, ext, firstDot);
-  full = entry;
-  return 1;
-}
-
-const int CUtilsPath::RetrieveNextFileExpanded(UtilsString& full, UtilsString& name,
-                                               UtilsString& ext, int firstDot) {
-  UtilsString entry;
-  if (!RetrieveEntry(m_Files, m_FileCursor, 1, entry)) return 0;
-  GetFileNameFromPath(entry, name, ext, firstDot);
-  full = entry;
-  return 1;
-}
-
-const int CUtilsPath::RetrieveFirstFileExpanded(char* full, char* name, char* ext,
-                                                int firstDot) {
-  if (!full || !name || !ext) return 0;
-  UtilsString entry;
-  if (!RetrieveEntry(m_Files, m_FileCursor, 0, entry)) return 0;
-  CopyOut(entry, full);
-  GetFileNameFromPath(full, name, ext, firstDot);
-  return 1;
-}
-
-const int CUtilsPath::RetrieveNextFileExpanded(char* full, char* name, char* ext, int firstDot) {
-  if (!full || !name || !ext) return 0;
-  UtilsString entry;
-  if (!RetrieveEntry(m_Files, m_FileCursor, 1, entry)) return 0;
-  CopyOut(entry, full);
-  GetFileNameFromPath(full, name, ext, firstDot);
-  return 1;
-}
+// The expanded forms: the entry, and its name and extension split as GetFileNameFromPath
+// splits them.
+#define UTILS_PATH_EXPANDED(NAME, NEXT)                                                      \
+  const int CUtilsPath::NAME(UtilsString& full, UtilsString& name, UtilsString& ext,        \
+                             int firstDot) {                                               \
+    UtilsString entry;                                                                     \
+    if (!RetrieveEntry(m_Files, m_FileCursor, NEXT, entry)) return 0;                      \
+    GetFileNameFromPath(entry, name, ext, firstDot);                                       \
+    full = entry;                                                                          \
+    return 1;                                                                              \
+  }                                                                                        \
+  const int CUtilsPath::NAME(char* full, char* name, char* ext, int firstDot) {            \
+    if (!full || !name || !ext) return 0;                                                  \
+    UtilsString entry;                                                                     \
+    if (!RetrieveEntry(m_Files, m_FileCursor, NEXT, entry)) return 0;                      \
+    CopyOut(entry, full);                                                                  \
+    GetFileNameFromPath(full, name, ext, firstDot);                                        \
+    return 1;                                                                              \
+  }
+UTILS_PATH_EXPANDED(RetrieveFirstFileExpanded, 0)
+UTILS_PATH_EXPANDED(RetrieveNextFileExpanded, 1)
+#undef UTILS_PATH_EXPANDED
 
 // ---- sorting --------------------------------------------------------------------------
 
